@@ -1,0 +1,39 @@
+# One command sets up and tests everything: `make test`.
+JOBS ?= 2
+CMAKE_BUILD = cmake --build --preset
+
+.PHONY: all test deps native sanitize windows fuzz bench demo clean
+
+all: native windows
+
+deps:
+	@scripts/install-deps
+
+native: deps
+	cmake --preset native >/dev/null
+	$(CMAKE_BUILD) native -j $(JOBS)
+
+sanitize: deps
+	cmake --preset sanitize >/dev/null
+	$(CMAKE_BUILD) sanitize -j $(JOBS)
+
+# The Windows build's Wine tests decode trace files with the native trace reader.
+windows: deps native
+	cmake --preset windows >/dev/null
+	$(CMAKE_BUILD) windows -j $(JOBS)
+
+fuzz: deps
+	cmake --preset fuzz >/dev/null
+	$(CMAKE_BUILD) fuzz -j $(JOBS)
+
+test: native sanitize windows fuzz
+	@scripts/run-tests
+
+bench: native
+	build/native/bench/trace_bench --benchmark_min_time=0.2
+
+demo: windows
+	@scripts/demo
+
+clean:
+	rm -rf build
