@@ -1,0 +1,50 @@
+#include <gtest/gtest.h>
+
+#include "platform/text.h"
+
+using namespace vx;
+
+TEST(Utf, RoundTripsAndReplacesInvalidInput) {
+  const std::u16string text = u"Caf\u00e9 \u20ac \U0001F512";
+  EXPECT_EQ(Utf8ToUtf16(Utf16ToUtf8(text)), text);
+  EXPECT_EQ(Utf16ToUtf8(text), "Caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x94\x92");
+  EXPECT_EQ(Utf8ToUtf16("a\xff" "b"), u"a\ufffdb");
+  EXPECT_EQ(Utf8ToUtf16("\xc0\xaf"), u"\ufffd") << "overlong form";
+  EXPECT_EQ(Utf8ToUtf16("\xe2\x82"), u"\ufffd") << "cut sequence";
+  EXPECT_EQ(Utf16ToUtf8(std::u16string(1, char16_t(0xD800))), "\xef\xbf\xbd") << "lone surrogate";
+}
+
+TEST(Utf, TruncationNeverSplitsACharacter) {
+  const std::string text = "ab\xe2\x82\xac";  // a, b, euro sign (3 bytes)
+  EXPECT_EQ(TruncateUtf8(text, 5), text);
+  EXPECT_EQ(TruncateUtf8(text, 4), "ab");
+  EXPECT_EQ(TruncateUtf8(text, 2), "ab");
+  EXPECT_EQ(TruncateUtf8(text, 0), "");
+}
+
+TEST(CaseInsensitive, NamesCompareAsTheRegistryDoes) {
+  EXPECT_TRUE(EqualsIgnoreCase(u"VXGPOSnapin", u"vxgposnapin"));
+  EXPECT_TRUE(EqualsIgnoreCase(u"\u00e9t\u00e9", u"\u00c9T\u00c9"));
+  EXPECT_TRUE(EqualsIgnoreCase(u"\u0434\u043e\u043c", u"\u0414\u041e\u041c"));
+  EXPECT_FALSE(EqualsIgnoreCase(u"abc", u"abd"));
+  EXPECT_FALSE(EqualsIgnoreCase(u"abc", u"abcd"));
+  EXPECT_LT(CompareIgnoreCase(u"abc", u"ABD"), 0);
+}
+
+TEST(Paths, SplitLikeTheRuntime) {
+  const auto p = SplitPath(u"C:\\Program Files\\Vantorix\\VXGPOSnapin.dll");
+  EXPECT_EQ(p.drive, u"C:");
+  EXPECT_EQ(p.dir, u"\\Program Files\\Vantorix\\");
+  EXPECT_EQ(p.name, u"VXGPOSnapin");
+  EXPECT_EQ(p.ext, u".dll");
+  const auto q = SplitPath(u"mmc");
+  EXPECT_EQ(q.drive + q.dir + q.ext, u"");
+  EXPECT_EQ(q.name, u"mmc");
+  const auto r = SplitPath(u"\\\\server\\share\\a.b.c");
+  EXPECT_EQ(r.dir, u"\\\\server\\share\\");
+  EXPECT_EQ(r.name, u"a.b");
+  EXPECT_EQ(r.ext, u".c");
+  EXPECT_EQ(FileNamePart(std::string_view("src/support/check.cpp")), "check.cpp");
+  EXPECT_EQ(FileNamePart(std::string_view("C:\\x\\y.cpp")), "y.cpp");
+  EXPECT_EQ(FileNamePart(std::string_view("plain.cpp")), "plain.cpp");
+}
