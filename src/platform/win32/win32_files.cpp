@@ -1,0 +1,77 @@
+#include "platform/win32/win32_files.h"
+
+#include <string>
+
+#include "platform/text.h"
+
+namespace vx::platform {
+
+namespace {
+
+struct FileHandleCloser {
+  void operator()(HANDLE handle) const {
+    if (handle != nullptr && handle != INVALID_HANDLE_VALUE) ::CloseHandle(handle);
+  }
+};
+using UniqueFileHandle = std::unique_ptr<void, FileHandleCloser>;
+
+struct FindHandleCloser {
+  void operator()(HANDLE handle) const {
+    if (handle != nullptr && handle != INVALID_HANDLE_VALUE) ::FindClose(handle);
+  }
+};
+using UniqueFindHandle = std::unique_ptr<void, FindHandleCloser>;
+
+class Win32File final : public IFile {
+ public:
+  explicit Win32File(UniqueFileHandle handle) : m_handle(std::move(handle)) {}
+
+  LONG SeekToEnd(ULONGLONG* size) override {
+    LARGE_INTEGER end{};
+    if (!::SetFilePointerEx(m_handle.get(), LARGE_INTEGER{}, &end, FILE_END)) return static_cast<LONG>(::GetLastError());
+    if (size != nullptr) *size = static_cast<ULONGLONG>(end.QuadPart);
+    return ERROR_SUCCESS;
+  }
+
+  LONG Write(const void* data, DWORD size, DWORD* written) override {
+    DWORD done = 0;
+    const BOOL ok = ::WriteFile(m_handle.get(), data, size, &done, nullptr);
+    if (written != nullptr) *written = done;
+    return ok ? ERROR_SUCCESS : static_cast<LONG>(::GetLastError());
+  }
+
+ private:
+  UniqueFileHandle m_handle;
+};
+
+}  // namespace
+
+LONG Win32FileSystem::OpenForWrite(std::u16string_view path, FileDisposition disposition,
+                                   std::unique_ptr<IFile>& file) {
+  file.reset();
+  const std::u16string name(path);
+  const DWORD creation = disposition == FileDisposition::CreateAlways ? CREATE_ALWAYS : OPEN_ALWAYS;
+  UniqueFileHandle handle(::CreateFileW(AsWide(name), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                        creation, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+  if (handle.get() == INVALID_HANDLE_VALUE) {
+    const LONG error = static_cast<LONG>(::GetLastError());
+    return error != ERROR_SUCCESS ? error : ERROR_INVALID_HANDLE;
+  }
+  file = std::make_unique<Win32File>(std::move(handle));
+  return ERROR_SUCCESS;
+}
+
+bool Win32FileSystem::AnyMatch(std::u16string_view pattern) {
+  const std::u16string text(pattern);
+  WIN32_FIND_DATAW found{};
+  const UniqueFindHandle search(::FindFirstFileW(AsWide(text), &found));
+  return search.get() != INVALID_HANDLE_VALUE;
+}
+
+LONG Win32FileSystem::CreateDirectory(std::u16string_view path) {
+  const std::u16string name(path);
+  if (::CreateDirectoryW(AsWide(name), nullptr)) return ERROR_SUCCESS;
+  return static_cast<LONG>(::GetLastError());
+}
+
+}  // namespace vx::platform

@@ -1,0 +1,15 @@
+// File output port on CreateFileW and friends.
+#pragma once
+
+#include "platform/files.h"
+
+namespace vx::platform {
+
+class Win32FileSystem final : public IFileSystem {
+ public:
+  LONG OpenForWrite(std::u16string_view path, FileDisposition disposition, std::unique_ptr<IFile>& file) override;
+  bool AnyMatch(std::u16string_view pattern) override;
+  LONG CreateDirectory(std::u16string_view path) override;
+};
+
+}  // namespace vx::platform
