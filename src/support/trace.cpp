@@ -1,0 +1,189 @@
+// The trace facility's records: enter, exit, message, result, and the date and time in front of them.
+#include "support/trace.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/text.h"
+#include "support/trace_writer.h"
+
+namespace VXTraceNS {
+
+std::atomic<CTraceFacility*> g_pFacility{nullptr};
+
+void Install(CTraceFacility* facility) { g_pFacility.store(facility, std::memory_order_release); }
+
+namespace {
+
+// The message format, ready for the formatter: at most 400 UTF-16 units (else nothing is written), and
+// each "%s" made "%hs" (then, when no "%s" is left, each "%c" made "%hc") while it stays in bounds, so
+// that narrow string and character arguments stay narrow. Works on the UTF-8 text directly: the units
+// are counted as the widened format would have them. Returns the length, or SIZE_MAX to drop.
+constexpr size_t kMaxFormatBytes = 4 * kMaxMessageChars;
+
+size_t PrepareFormat(const char* format, char* out) {
+  size_t units = 0, bytes = 0;
+  bool narrowConversions = false;
+  for (; format[bytes]; ++bytes) {
+    const auto c = static_cast<unsigned char>(format[bytes]);
+    if ((c & 0xC0) != 0x80) units += c >= 0xF0 ? 2 : 1;
+    if (c == '%' && (format[bytes + 1] == 's' || format[bytes + 1] == 'c')) narrowConversions = true;
+  }
+  if (units > kMaxMessageChars || bytes > kMaxFormatBytes) return SIZE_MAX;
+  std::memcpy(out, format, bytes);
+  if (!narrowConversions) return bytes;
+  for (const char conversion : {'s', 'c'}) {
+    for (char* at = out; (at = static_cast<char*>(std::memchr(at, '%', bytes - static_cast<size_t>(at - out))));) {
+      const size_t offset = static_cast<size_t>(at - out);
+      if (offset + 1 >= bytes) break;
+      if (out[offset + 1] != conversion) {
+        ++at;
+        continue;
+      }
+      if (units >= kMaxMessageChars) return bytes;
+      std::memmove(at + 2, at + 1, bytes - offset - 1);
+      at[1] = 'h';
+      ++bytes;
+      ++units;
+      at += 3;
+    }
+  }
+  return bytes;
+}
+
+bool SameDate(const SYSTEMTIME& a, const SYSTEMTIME& b) {
+  return a.wYear == b.wYear && a.wMonth == b.wMonth && a.wDay == b.wDay;
+}
+
+bool SameTime(const SYSTEMTIME& a, const SYSTEMTIME& b) {
+  return a.wHour == b.wHour && a.wMinute == b.wMinute && a.wSecond == b.wSecond &&
+         a.wMilliseconds == b.wMilliseconds;
+}
+
+}  // namespace
+
+CTraceFacility::CTraceFacility(const TracePorts& ports) : m_ports(ports) {
+  try {
+    m_moduleName = vx::SplitPath(m_ports.process.ModulePath()).name;
+    m_processMutex = m_ports.process.CreateNamedMutex(vx::Format(u"%u", m_ports.process.ProcessId()));
+  } catch (...) {
+    // Without a module name the component filter simply matches nothing.
+  }
+}
+
+CTraceFacility::~CTraceFacility() {
+  if (CurrentFacility() == this) Install(nullptr);
+}
+
+DWORD CTraceFacility::SessionId() {
+  if (!m_haveSessionId) {
+    m_sessionId = m_ports.process.SessionId();
+    m_haveSessionId = true;
+  }
+  return m_sessionId;
+}
+
+LONG CTraceFacility::Verbosity() {
+  std::lock_guard lock(m_lock);
+  return m_verbosity;
+}
+
+bool CTraceFacility::ComponentEnabled() {
+  std::lock_guard lock(m_lock);
+  return m_componentEnabled;
+}
+
+COutput& CTraceFacility::Output() {
+  std::lock_guard lock(m_lock);
+  if (!m_output) m_output = MakeOutput();
+  return *m_output;
+}
+
+void CTraceFacility::WriteRecord(CTraceScope& scope, RecordKind kind, const void* text, size_t size) {
+  if (!m_output) m_output = MakeOutput();
+  BYTE record[kRecordHeadSize + kMaxRecordText];
+  const DWORD recordSize = ComposeRecord(record, m_ports.process.CurrentThreadId(), kind, text, size);
+  m_output->Write(record, recordSize, scope);
+}
+
+void CTraceFacility::WriteDateTime(CTraceScope& scope) {
+  const SYSTEMTIME now = m_ports.clock.GetLocalTime();
+  char text[32];
+  const bool newDate = !SameDate(now, m_lastDate);
+  if (newDate) {
+    const int n = std::snprintf(text, sizeof text, "%02d/%02d/%02d", now.wMonth, now.wDay, now.wYear % 100);
+    WriteRecord(scope, RecordKind::Date, text, static_cast<size_t>(n));
+  }
+  if (newDate || !SameTime(now, m_lastTime)) {
+    const int n = std::snprintf(text, sizeof text, "%02d:%02d:%02d.%03d", now.wHour, now.wMinute, now.wSecond,
+                                now.wMilliseconds);
+    WriteRecord(scope, RecordKind::Time, text, static_cast<size_t>(n));
+  }
+  m_lastDate = now;
+  m_lastTime = now;
+}
+
+void CTraceFacility::EnterRecord(CTraceScope& scope, const char* name) {
+  try {
+    std::lock_guard lock(m_lock);
+    if (!name) name = "????";
+    const size_t length = strnlen(name, kMaxNameChars);
+    std::memcpy(scope.m_name, name, length);
+    scope.m_name[length] = '\0';
+    scope.m_level = 0;
+    if (!m_componentEnabled || m_verbosity < 0) return;
+    WriteDateTime(scope);
+    WriteRecord(scope, RecordKind::Enter, scope.m_name, length);
+  } catch (...) {
+  }
+}
+
+void CTraceFacility::ExitRecord(CTraceScope& scope) {
+  try {
+    std::lock_guard lock(m_lock);
+    if (!m_componentEnabled || m_verbosity < std::abs(scope.m_level)) return;
+    WriteDateTime(scope);
+    WriteRecord(scope, RecordKind::Exit, nullptr, 0);
+  } catch (...) {
+  }
+}
+
+void CTraceFacility::Message(CTraceScope& scope, const char* format, std::span<const vx::FormatArg> args) {
+  try {
+    std::lock_guard lock(m_lock);
+    if (!m_componentEnabled || m_verbosity < std::abs(scope.m_level)) return;
+    // Built on the stack: no allocation on the way to the file.
+    char text[kMaxMessageBytes];
+    size_t length = 0;
+    if (format && *format) {
+      char prepared[kMaxFormatBytes + kMaxMessageChars];
+      const size_t formatLength = PrepareFormat(format, prepared);
+      if (formatLength == SIZE_MAX) return;  // the format does not fit: nothing is written
+      length = vx::FormatNarrowToV(text, sizeof text, std::string_view(prepared, formatLength), args);
+    }
+    WriteDateTime(scope);
+    WriteRecord(scope, RecordKind::Message, text, length);
+  } catch (...) {
+  }
+}
+
+void CTraceFacility::Result(CTraceScope& scope, const char* text, HRESULT hr) {
+  if (!(m_settings.load(std::memory_order_relaxed) & kTracingOn) || !IsRecordedResult(hr)) return;
+  try {
+    std::lock_guard lock(m_lock);
+    WriteDateTime(scope);
+    char record[kMaxResultBytes];
+    const vx::FormatArg args[] = {hr, text ? text : ""};
+    const size_t length = vx::FormatNarrowToV(record, sizeof record, "%d %s", args);
+    WriteRecord(scope, RecordKind::Result, record, length);
+  } catch (...) {
+  }
+}
+
+COutput& GetTraceOutput() {
+  static CNoOutput none;
+  CTraceFacility* facility = CurrentFacility();
+  return facility ? facility->Output() : none;
+}
+
+}  // namespace VXTraceNS
