@@ -1,0 +1,146 @@
+// The checking conventions, the boundary rule and the failure texts.
+#include <stdexcept>
+
+#include "support/check.h"
+#include "support/error_text.h"
+#include "trace_test_support.h"
+
+using namespace VXTraceNS;
+
+namespace {
+
+class Checks : public vxtest::TraceFixture {
+ protected:
+  void SetUp() override {
+    Config(u"DoTrace", 1);
+    Start();
+    vx::InstallReporting({&messageBox, &strings, &errorText, &systemMessages});
+    strings.texts[vx::IDS_ERROR_CAPTION] = u"Keystone Client";
+    strings.texts[vx::IDS_ERROR_FORMAT] = u"%ls (0x%08X)";
+    strings.texts[vx::IDS_E_SETPOLICIES] = u"The policies could not be saved. ";
+  }
+  void TearDown() override { vx::InstallReporting({}); }
+  std::vector<std::string> Results() {
+    Stop();
+    return File().Texts('E');
+  }
+  vx::platform::RecordingMessageBox messageBox;
+  vx::platform::FakeStringTable strings;
+  vx::platform::FakeErrorTextLibrary errorText;
+  vx::platform::FakeSystemMessages systemMessages;
+};
+
+HRESULT Fails() { return E_ACCESSDENIED; }
+HRESULT Succeeds() { return S_FALSE; }
+
+}  // namespace
+
+TEST_F(Checks, CheckResultTracesFailuresWithLineFileAndExpression) {
+  EXPECT_EQ(vx::CheckResult(S_FALSE, "quiet()", "a.cpp", 1), S_FALSE);
+  EXPECT_EQ(vx::CheckResult(E_FAIL, "cpsite->SetSite(pconfigUICallback)", "C:\\src\\policy\\store.cpp", 42), E_FAIL);
+  EXPECT_EQ(vx::CheckResult(E_FAIL, "x", "src/support/check.cpp", 7), E_FAIL);
+  EXPECT_EQ(vx::CheckResult(E_FAIL, "y", "plain.cpp", 8), E_FAIL);
+  EXPECT_EQ(Results(), (std::vector<std::string>{"-2147467259 [42 : store.cpp] cpsite->SetSite(pconfigUICallback)",
+                                                 "-2147467259 [7 : check.cpp] x", "-2147467259 [8 : plain.cpp] y"}));
+  const auto names = File().Texts('>');
+  ASSERT_FALSE(names.empty());
+  EXPECT_EQ(names[0], " ");
+}
+
+TEST_F(Checks, ConventionsThrowTheirCodeAndTraceTheirText) {
+  const int checkLine = __LINE__ + 1;
+  const auto call = [] { VX_CHECK(Fails()); };
+  EXPECT_NO_THROW(VX_CHECK(Succeeds()));
+  try {
+    call();
+    FAIL() << "no throw";
+  } catch (const vx::CHResultError& e) {
+    EXPECT_EQ(e.Code(), E_ACCESSDENIED);
+  }
+  int* cpsite = nullptr;
+  int value = 1;
+  int* present = &value;
+  EXPECT_NO_THROW(HPTR(present));
+  try { HPTR(cpsite); } catch (const vx::CHResultError& e) { EXPECT_EQ(e.Code(), E_POINTER); }
+  int cpelementRegisteredUI = 0;
+  try { _COM_TEST_BOOL((0 != cpelementRegisteredUI)); } catch (const vx::CHResultError& e) { EXPECT_EQ(e.Code(), E_POINTER); }
+  EXPECT_NO_THROW(_W32_TEST_ERROR(0));
+  try { _W32_TEST_ERROR(5); } catch (const vx::CHResultError& e) { EXPECT_EQ(e.Code(), static_cast<HRESULT>(0x80070005u)); }
+
+  const auto results = Results();
+  ASSERT_EQ(results.size(), 4u);
+  EXPECT_EQ(results[0], "-2147024891 [" + std::to_string(checkLine) + " : check_test.cpp] Fails()");
+  EXPECT_NE(results[1].find("] HPTR(cpsite)"), std::string::npos) << results[1];
+  EXPECT_NE(results[2].find("] _COM_TEST_BOOL((0 != cpelementRegisteredUI))"), std::string::npos) << results[2];
+  EXPECT_EQ(results[3].substr(0, 12), "-2147024891 ");
+  EXPECT_NE(results[3].find("] _W32_TEST_ERROR"), std::string::npos);
+}
+
+TEST_F(Checks, BoundaryTurnsExceptionsIntoCodesAndWritesTheResult) {
+  auto run = [](auto body) {
+    CTraceScope scope("CTest::Operation");
+    return vx::HResultBoundary(scope, body);
+  };
+  EXPECT_EQ(run([] { return S_OK; }), S_OK);
+  EXPECT_EQ(run([]() -> HRESULT { VX_CHECK(Fails()); return S_OK; }), E_ACCESSDENIED);
+  EXPECT_EQ(run([]() -> HRESULT { throw std::runtime_error("boom"); }), E_UNEXPECTED);
+  EXPECT_EQ(run([]() -> HRESULT { throw std::bad_alloc(); }), E_OUTOFMEMORY);
+  const auto results = Results();
+  // The checked failure once where seen and once as the result; unknown exceptions likewise.
+  ASSERT_EQ(results.size(), 6u);
+  EXPECT_EQ(results[1], "-2147024891 ");
+  EXPECT_NE(results[2].find("] E_UNEXPECTED"), std::string::npos);
+  EXPECT_EQ(results[3], "-2147418113 ");
+}
+
+TEST_F(Checks, MessageBoxResultShowsFailuresOnly) {
+  EXPECT_EQ(vx::MessageBoxResult(nullptr, vx::rstring(vx::IDS_E_SETPOLICIES), S_OK), S_OK);
+  EXPECT_TRUE(messageBox.shown.empty());
+
+  errorText.texts[E_ACCESSDENIED] = u"Access is denied.";
+  const auto owner = reinterpret_cast<HWND>(0x1234);
+  EXPECT_EQ(vx::MessageBoxResult(owner, vx::rstring(vx::IDS_E_SETPOLICIES), E_ACCESSDENIED), E_ACCESSDENIED);
+  ASSERT_EQ(messageBox.shown.size(), 1u);
+  EXPECT_EQ(messageBox.shown[0].owner, owner);
+  EXPECT_EQ(messageBox.shown[0].text, u"The policies could not be saved. Access is denied. (0x80070005)");
+  EXPECT_EQ(messageBox.shown[0].caption, u"Keystone Client");
+  EXPECT_EQ(messageBox.shown[0].type, MB_OK | MB_ICONERROR);
+  EXPECT_EQ(errorText.outstanding, 0) << "the library's buffer is freed";
+
+  // No text for the code: the caller's text stands alone in the format.
+  vx::MessageBoxResult(owner, u"Saving failed.", E_FAIL);
+  EXPECT_EQ(messageBox.shown[1].text, u"Saving failed. (0x80004005)");
+}
+
+TEST_F(Checks, HresultTextIsEmptyWithoutTheLibrary) {
+  errorText.texts[E_FAIL] = u"Unspecified error";
+  EXPECT_EQ(vx::GetHresultText(E_FAIL), u"Unspecified error");
+  errorText.texts[E_POINTER] = u"";
+  EXPECT_EQ(vx::GetHresultText(E_POINTER), u"");
+  errorText.present = false;
+  EXPECT_EQ(vx::GetHresultText(E_FAIL), u"");
+  EXPECT_EQ(errorText.outstanding, 0);
+  vx::InstallReporting({});
+  EXPECT_EQ(vx::GetHresultText(E_FAIL), u"");
+}
+
+TEST_F(Checks, SystemErrorTextFallsBackAndLosesTrailingLineBreaks) {
+  systemMessages.texts[E_ACCESSDENIED] = u"Access is denied.\r\n";
+  EXPECT_EQ(vx::GetSystemErrorText(E_ACCESSDENIED), u"Access is denied.");
+  EXPECT_EQ(vx::GetSystemErrorText(E_UNEXPECTED), u"HRESULT 0x8000ffff");
+}
+
+TEST(EnumNames, EnforcementModes) {
+  EXPECT_EQ(vx::GetEnumValueName(0), u"VX_ENFORCEPOLICY_UNCONFIGURED");
+  EXPECT_EQ(vx::GetEnumValueName(1), u"VX_ENFORCEPOLICY_IMMEDIATELY");
+  EXPECT_EQ(vx::GetEnumValueName(2), u"VX_ENFORCEPOLICY_SPECIFICDATE");
+  EXPECT_EQ(vx::GetEnumValueName(7), u"UNEXPECTED_0x7");
+  EXPECT_EQ(vx::GetEnumValueName(0xFFFFFFFF), u"UNEXPECTED_0xFFFFFFFF");
+}
+
+TEST(Win32Codes, BecomeHresults) {
+  EXPECT_EQ(vx::HResultFromWin32(5), static_cast<HRESULT>(0x80070005u));
+  EXPECT_EQ(vx::HResultFromWin32(0x12345), static_cast<HRESULT>(0x80072345u));
+  EXPECT_EQ(vx::HResultFromWin32(0), 0);
+  EXPECT_EQ(vx::HResultFromWin32(-5), -5);
+}
