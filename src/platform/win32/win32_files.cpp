@@ -3,28 +3,15 @@
 #include <string>
 
 #include "platform/text.h"
+#include "platform/win32/win32_handles.h"
 
 namespace vx::platform {
 
 namespace {
 
-struct FileHandleCloser {
-  void operator()(HANDLE handle) const {
-    if (handle != nullptr && handle != INVALID_HANDLE_VALUE) ::CloseHandle(handle);
-  }
-};
-using UniqueFileHandle = std::unique_ptr<void, FileHandleCloser>;
-
-struct FindHandleCloser {
-  void operator()(HANDLE handle) const {
-    if (handle != nullptr && handle != INVALID_HANDLE_VALUE) ::FindClose(handle);
-  }
-};
-using UniqueFindHandle = std::unique_ptr<void, FindHandleCloser>;
-
 class Win32File final : public IFile {
  public:
-  explicit Win32File(UniqueFileHandle handle) : m_handle(std::move(handle)) {}
+  explicit Win32File(UniqueHandle handle) : m_handle(std::move(handle)) {}
 
   LONG SeekToEnd(ULONGLONG* size) override {
     LARGE_INTEGER end{};
@@ -41,7 +28,7 @@ class Win32File final : public IFile {
   }
 
  private:
-  UniqueFileHandle m_handle;
+  UniqueHandle m_handle;
 };
 
 }  // namespace
@@ -51,7 +38,7 @@ LONG Win32FileSystem::OpenForWrite(std::u16string_view path, FileDisposition dis
   file.reset();
   const std::u16string name(path);
   const DWORD creation = disposition == FileDisposition::CreateAlways ? CREATE_ALWAYS : OPEN_ALWAYS;
-  UniqueFileHandle handle(::CreateFileW(AsWide(name), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+  UniqueHandle handle(::CreateFileW(AsWide(name), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                         creation, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
   if (handle.get() == INVALID_HANDLE_VALUE) {
     const LONG error = static_cast<LONG>(::GetLastError());

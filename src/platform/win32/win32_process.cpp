@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/text.h"
+#include "platform/win32/win32_handles.h"
 
 namespace vx::platform {
 
@@ -13,26 +14,6 @@ namespace {
 
 // Its address identifies the module this code was linked into.
 const char kModuleAnchor = 0;
-
-struct HandleCloser {
-  void operator()(HANDLE handle) const {
-    if (handle != nullptr) ::CloseHandle(handle);
-  }
-};
-using UniqueHandle = std::unique_ptr<void, HandleCloser>;
-
-struct LibraryFreer {
-  void operator()(HMODULE module) const {
-    if (module != nullptr) ::FreeLibrary(module);
-  }
-};
-using UniqueLibrary = std::unique_ptr<std::remove_pointer_t<HMODULE>, LibraryFreer>;
-
-template <class Function>
-Function ProcAddress(HMODULE module, const char* name) {
-  // Through void*: FARPROC and the real signature are unrelated function types.
-  return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
-}
 
 // GetModuleFileNameW with a buffer that grows until the path fits (long paths exceed MAX_PATH).
 std::u16string ModuleFileName(HMODULE module) {

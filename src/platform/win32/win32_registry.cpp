@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "platform/text.h"
+#include "platform/win32/win32_handles.h"
 
 namespace vx::platform {
 
@@ -12,11 +13,6 @@ namespace {
 // Longest legal names plus the terminating NUL (Wine accepts key names of 256 characters).
 constexpr DWORD kKeyNameChars = 256 + 1;
 constexpr DWORD kValueNameChars = 16383 + 1;
-
-struct KeyCloser {
-  void operator()(HKEY key) const { ::RegCloseKey(key); }
-};
-using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
 
 HKEY RootKey(RegistryRoot root) {
   switch (root) {

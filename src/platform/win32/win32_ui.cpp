@@ -3,22 +3,9 @@
 #include <string>
 
 #include "platform/text.h"
+#include "platform/win32/win32_handles.h"
 
 namespace vx::platform {
-
-namespace {
-
-template <class Function>
-Function ProcAddress(HMODULE module, const char* name) {
-  // Through void*: FARPROC and the real signature are unrelated function types.
-  return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
-}
-
-struct LocalFreer {
-  void operator()(wchar_t* buffer) const { ::LocalFree(buffer); }
-};
-
-}  // namespace
 
 int Win32MessageBox::Show(HWND owner, std::u16string_view text, std::u16string_view caption, UINT type) {
   const std::u16string body(text);
@@ -75,7 +62,7 @@ bool Win32SystemMessages::Lookup(HRESULT hr, std::u16string& text) {
   const DWORD length = ::FormatMessageW(
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
       static_cast<DWORD>(hr), 0, reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
-  const std::unique_ptr<wchar_t, LocalFreer> owned(buffer);
+  const UniqueLocal<wchar_t> owned(buffer);
   if (length == 0 || buffer == nullptr) return false;
   text.assign(AsU16(buffer), length);
   return true;
