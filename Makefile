@@ -30,7 +30,7 @@ test: native sanitize windows fuzz
 	@scripts/run-tests
 
 bench: native
-	build/native/bench/trace_bench --benchmark_min_time=0.2
+	build/native/bench/trace_bench --benchmark_min_time=0.3 --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 
 demo: windows
 	@scripts/demo

@@ -109,8 +109,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
+    // With repetitions the median stands for the benchmark ("name_median").
     for (const auto& run : runs)
-      if (run.run_type == Run::RT_Iteration) m_ns[run.benchmark_name()] = run.GetAdjustedRealTime();
+      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
+        m_ns[run.benchmark_name()] = run.GetAdjustedRealTime();
   }
   void Finalize() override {
     ConsoleReporter::Finalize();
@@ -124,8 +126,12 @@ class RatioReporter : public benchmark::ConsoleReporter {
 
  private:
   void Ratio(const char* what, const std::string& a, const std::string& b, double goal) {
-    if (!m_ns.count(a) || !m_ns.count(b)) return;
-    const double r = m_ns[a] / m_ns[b];
+    const auto time = [this](const std::string& name) {
+      const auto median = m_ns.find(name + "_median");
+      return median != m_ns.end() ? median->second : m_ns.count(name) ? m_ns[name] : 0.0;
+    };
+    if (time(a) == 0 || time(b) == 0) return;
+    const double r = time(a) / time(b);
     if (goal > 0)
       std::printf("  %-46s %6.2fx  (goal <= %.2fx: %s)\n", what, r, goal, r <= goal ? "met" : "NOT met");
     else

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 namespace vx {
 
@@ -65,14 +66,27 @@ class Sink {
       out_.append(n, c);
     }
   }
+  // ASCII text: every byte is a whole character, so a partial run is fine.
   void Ascii(std::string_view s) {
-    for (const char c : s) {
-      if (done()) {
-        closed_ = true;
-        return;
+    if (closed_) return;
+    size_t n = s.size();
+    if (n > cap_ - size()) {
+      n = cap_ - size();
+      closed_ = true;
+    }
+    if constexpr (sizeof(C) == 1) {
+      if (buf_) {
+        std::memcpy(buf_ + len_, s.data(), n);
+        len_ += n;
+      } else {
+        out_.append(s.data(), n);
       }
-      const C unit = static_cast<C>(c);
-      Put(&unit, 1);
+    } else {
+      for (size_t i = 0; i < n; ++i) {
+        const C unit = static_cast<C>(s[i]);
+        if (buf_) buf_[len_++] = unit;
+        else out_ += unit;
+      }
     }
   }
   std::basic_string<C> Take() { return std::move(out_); }
@@ -257,7 +271,14 @@ void PutInteger(Sink<C>& out, const Directive& s, std::uint64_t raw) {
   char buf[24];
   char* end = buf + sizeof(buf);
   char* begin = end;
-  for (std::uint64_t v = value; v != 0; v /= base) *--begin = digitSet[v % base];
+  // Constant divisors: a division by a run-time base costs tens of cycles per digit.
+  if (base == 16) {
+    for (std::uint64_t v = value; v != 0; v >>= 4) *--begin = digitSet[v & 15];
+  } else if (base == 8) {
+    for (std::uint64_t v = value; v != 0; v >>= 3) *--begin = digitSet[v & 7];
+  } else {
+    for (std::uint64_t v = value; v != 0; v /= 10) *--begin = digitSet[v % 10];
+  }
   if (value == 0 && s.precision != 0) *--begin = '0';  // "%.0d" of 0 prints no digit
   const size_t digits = static_cast<size_t>(end - begin);
 
@@ -328,7 +349,11 @@ void PutString(Sink<C>& out, const Directive& s, const U* str) {
     if (s.width == 0 && s.precision < 0) {
       const size_t room = out.room();
       size_t n = 0;
-      while (n <= room && str[n]) ++n;
+      if constexpr (sizeof(U) == 1) {
+        n = room == SIZE_MAX ? std::strlen(str) : strnlen(str, room + 1);
+      } else {
+        while (n <= room && str[n]) ++n;
+      }
       if (n <= room) {
         out.Put(reinterpret_cast<const C*>(str), n);
         return;
@@ -422,8 +447,9 @@ class Formatter {
 
   Sink<C>& Run() {
     while (i_ < f_.size() && !out_.done()) {
-      size_t pct = f_.find(C('%'), i_);
-      if (pct == std::basic_string_view<C>::npos) pct = f_.size();
+      // Formats are short: a plain loop beats a library search call here.
+      size_t pct = i_;
+      while (pct < f_.size() && f_[pct] != C('%')) ++pct;
       if (pct > i_) {
         Literal(i_, pct);
         i_ = pct;

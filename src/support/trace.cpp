@@ -1,6 +1,7 @@
 // The trace facility's records: enter, exit, message, result, and the date and time in front of them.
 #include "support/trace.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -18,37 +19,50 @@ namespace {
 // The message format, ready for the formatter: at most 400 UTF-16 units (else nothing is written), and
 // each "%s" made "%hs" (then, when no "%s" is left, each "%c" made "%hc") while it stays in bounds, so
 // that narrow string and character arguments stay narrow. Works on the UTF-8 text directly: the units
-// are counted as the widened format would have them. Returns the length, or SIZE_MAX to drop.
+// are counted as the widened format would have them. A format that needs no change is used in place.
 constexpr size_t kMaxFormatBytes = 4 * kMaxMessageChars;
+constexpr std::string_view kDropped{};
 
-size_t PrepareFormat(const char* format, char* out) {
-  size_t units = 0, bytes = 0;
-  bool narrowConversions = false;
-  for (; format[bytes]; ++bytes) {
-    const auto c = static_cast<unsigned char>(format[bytes]);
+size_t Utf16Units(const char* text, size_t bytes) {
+  size_t units = 0;
+  for (size_t i = 0; i < bytes; ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
     if ((c & 0xC0) != 0x80) units += c >= 0xF0 ? 2 : 1;
-    if (c == '%' && (format[bytes + 1] == 's' || format[bytes + 1] == 'c')) narrowConversions = true;
   }
-  if (units > kMaxMessageChars || bytes > kMaxFormatBytes) return SIZE_MAX;
-  std::memcpy(out, format, bytes);
-  if (!narrowConversions) return bytes;
-  for (const char conversion : {'s', 'c'}) {
-    for (char* at = out; (at = static_cast<char*>(std::memchr(at, '%', bytes - static_cast<size_t>(at - out))));) {
-      const size_t offset = static_cast<size_t>(at - out);
-      if (offset + 1 >= bytes) break;
-      if (out[offset + 1] != conversion) {
-        ++at;
-        continue;
-      }
-      if (units >= kMaxMessageChars) return bytes;
-      std::memmove(at + 2, at + 1, bytes - offset - 1);
-      at[1] = 'h';
-      ++bytes;
-      ++units;
-      at += 3;
+  return units;
+}
+
+std::string_view PrepareFormat(const char* format, char* out) {
+  const size_t bytes = std::strlen(format);
+  if (bytes > kMaxFormatBytes) return kDropped;
+  const size_t units = bytes <= kMaxMessageChars ? bytes : Utf16Units(format, bytes);  // units <= bytes
+  if (units > kMaxMessageChars) return kDropped;
+  // Positions of the letters that get the prefix: every "%s" first, then every "%c", while in bounds.
+  // Each "%s" or "%c" is two units of at most 400, so 200 of each fit; positions are below 1600.
+  std::uint16_t strings[kMaxMessageChars / 2], characters[kMaxMessageChars / 2];
+  size_t stringCount = 0, characterCount = 0;
+  for (size_t i = 0; i + 1 < bytes; ++i) {
+    if (format[i] != '%') continue;
+    if (format[i + 1] == 's') strings[stringCount++] = static_cast<std::uint16_t>(i + 1);
+    else if (format[i + 1] == 'c') characters[characterCount++] = static_cast<std::uint16_t>(i + 1);
+  }
+  if (stringCount + characterCount == 0) return {format, bytes};
+  const size_t room = kMaxMessageChars - units;
+  stringCount = std::min(stringCount, room);
+  characterCount = std::min(characterCount, room - stringCount);
+  std::uint16_t insert[kMaxMessageChars];
+  const size_t count = static_cast<size_t>(
+      std::merge(strings, strings + stringCount, characters, characters + characterCount, insert) - insert);
+  // Formats are short and the runs between insertions shorter: a plain copy loop is cheapest.
+  size_t to = 0;
+  for (size_t from = 0, next = 0; from < bytes; ++from) {
+    if (next < count && insert[next] == from) {
+      out[to++] = 'h';
+      ++next;
     }
+    out[to++] = format[from];
   }
-  return bytes;
+  return {out, to};
 }
 
 bool SameDate(const SYSTEMTIME& a, const SYSTEMTIME& b) {
@@ -152,17 +166,20 @@ void CTraceFacility::Message(CTraceScope& scope, const char* format, std::span<c
   try {
     std::lock_guard lock(m_lock);
     if (!m_componentEnabled || m_verbosity < std::abs(scope.m_level)) return;
-    // Built on the stack: no allocation on the way to the file.
-    char text[kMaxMessageBytes];
+    // Formatted on the stack, straight into the record: no allocation, no copy on the way to the file.
+    BYTE record[kRecordHeadSize + kMaxRecordText];
+    char* text = reinterpret_cast<char*>(record + kRecordHeadSize);
     size_t length = 0;
     if (format && *format) {
       char prepared[kMaxFormatBytes + kMaxMessageChars];
-      const size_t formatLength = PrepareFormat(format, prepared);
-      if (formatLength == SIZE_MAX) return;  // the format does not fit: nothing is written
-      length = vx::FormatNarrowToV(text, sizeof text, std::string_view(prepared, formatLength), args);
+      const std::string_view ready = PrepareFormat(format, prepared);
+      if (ready.data() == nullptr) return;  // the format does not fit: nothing is written
+      length = vx::FormatNarrowToV(text, kMaxMessageBytes, ready, args);
     }
     WriteDateTime(scope);
-    WriteRecord(scope, RecordKind::Message, text, length);
+    if (!m_output) m_output = MakeOutput();
+    const DWORD size = ComposeRecord(record, m_ports.process.CurrentThreadId(), RecordKind::Message, text, length);
+    m_output->Write(record, size, scope);
   } catch (...) {
   }
 }

@@ -14,7 +14,7 @@ DWORD ComposeRecord(BYTE* buffer, DWORD threadId, RecordKind kind, const void* t
   buffer[4] = static_cast<BYTE>(kind);
   buffer[5] = static_cast<BYTE>(size & 0xFF);
   buffer[6] = static_cast<BYTE>(size >> 8);
-  if (size) std::memcpy(buffer + kRecordHeadSize, text, size);
+  if (size && text != buffer + kRecordHeadSize) std::memcpy(buffer + kRecordHeadSize, text, size);
   return static_cast<DWORD>(kRecordHeadSize + size);
 }
 

@@ -13,7 +13,7 @@ namespace VXTraceNS {
 inline constexpr size_t kMaxRecordText = 400;
 
 // Writes the 7-byte head and the text into buffer (room for kRecordHeadSize + kMaxRecordText bytes);
-// returns the record's size.
+// returns the record's size. A text already in place after the head is not copied.
 DWORD ComposeRecord(BYTE* buffer, DWORD threadId, RecordKind kind, const void* text, size_t size);
 
 }  // namespace VXTraceNS

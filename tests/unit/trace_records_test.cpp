@@ -82,14 +82,16 @@ TEST_F(TraceRecords, MessageFormatting) {
     scope.Message("%s", std::string(500, 'a').c_str());              // longer than 399 bytes: cut
     scope.Message((std::string(398, 'b') + "\xc3\xa9").c_str());     // a character is not split
     scope.Message(std::string(401, '%').c_str());                    // a format that does not fit: dropped
+    scope.Message("100%%s done");  // the narrowing prefix goes after every "%s", even a literal one
   }
   const auto texts = Written().Texts('U');
-  ASSERT_EQ(texts.size(), 5u);
+  ASSERT_EQ(texts.size(), 6u);
   EXPECT_EQ(texts[0], "");
   EXPECT_EQ(texts[1], "text and x stay narrow");
   EXPECT_EQ(texts[2], "wide \xc3\xa9t\xc3\xa9, hex 0000BEEF, big 8000000000000001");
   EXPECT_EQ(texts[3], std::string(399, 'a'));
   EXPECT_EQ(texts[4], std::string(398, 'b'));
+  EXPECT_EQ(texts[5], "100%hs done");
 }
 
 TEST_F(TraceRecords, ResultRecordsFailuresAndSecuritySuccessesOnly) {

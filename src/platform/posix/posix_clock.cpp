@@ -17,8 +17,9 @@ DWORD PosixClock::GetTickCount() {
 }
 
 SYSTEMTIME PosixClock::GetLocalTime() {
+  // The coarse clock has the resolution of the system tick, like GetLocalTime on Windows.
   timespec ts;
-  clock_gettime(CLOCK_REALTIME, &ts);
+  clock_gettime(CLOCK_REALTIME_COARSE, &ts);
   // Converting to local time takes the time-zone lock: do it once a second per thread.
   thread_local time_t cachedSecond = -1;
   thread_local tm local{};
