@@ -188,6 +188,16 @@ TEST(Win32ProcessInfoTest, ComputerNameIsTheSystemOne) {
   }
 }
 
+TEST(Win32ProcessInfoTest, EnvironmentVariablesExpandAndUnknownOnesStay) {
+  ASSERT_TRUE(::SetEnvironmentVariableW(L"VX_TRACE_DIR", L"C:\\traces"));
+  Win32ProcessInfo process;
+  EXPECT_EQ(Narrow(process.ExpandEnvironment(u"%VX_TRACE_DIR%\\snapin")), "C:\\traces\\snapin");
+  EXPECT_EQ(Narrow(process.ExpandEnvironment(u"%VX_NOT_SET%\\x")), "%VX_NOT_SET%\\x");
+  const std::u16string longValue(600, u'v');
+  ASSERT_TRUE(::SetEnvironmentVariableW(L"VX_LONG", AsWide(longValue)));
+  EXPECT_EQ(process.ExpandEnvironment(u"<%VX_LONG%>"), u"<" + longValue + u">") << "the buffer grows";
+}
+
 TEST(Win32ProcessInfoTest, OsVersionIsAnNtVersion) {
   const OsVersionInfo os = Win32ProcessInfo().OsVersion();
   EXPECT_EQ(os.platformId, VER_PLATFORM_WIN32_NT);
