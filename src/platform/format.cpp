@@ -2,6 +2,8 @@
 // so the result is the same on every platform; only the digits of a double come from snprintf.
 #include "platform/format.h"
 
+#include "platform/text.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -111,48 +113,8 @@ bool IsContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
 bool IsHighSurrogate(char32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
 bool IsLowSurrogate(char32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
 
-size_t Utf8SequenceLength(unsigned char lead) {
-  if (lead < 0x80) return 1;
-  if (lead >= 0xC2 && lead <= 0xDF) return 2;
-  if (lead >= 0xE0 && lead <= 0xEF) return 3;
-  if (lead >= 0xF0 && lead <= 0xF4) return 4;
-  return 0;
-}
-
-void Encode(char32_t cp, Piece<char16_t>& p) {
-  if (cp < 0x10000) {
-    p.u[0] = static_cast<char16_t>(cp);
-    p.n = 1;
-  } else {
-    cp -= 0x10000;
-    p.u[0] = static_cast<char16_t>(0xD800 + (cp >> 10));
-    p.u[1] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
-    p.n = 2;
-  }
-}
-
-void Encode(char32_t cp, Piece<char>& p) {
-  if (IsHighSurrogate(cp) || IsLowSurrogate(cp) || cp > 0x10FFFF) cp = kReplacement;
-  if (cp < 0x80) {
-    p.u[0] = static_cast<char>(cp);
-    p.n = 1;
-  } else if (cp < 0x800) {
-    p.u[0] = static_cast<char>(0xC0 | (cp >> 6));
-    p.u[1] = static_cast<char>(0x80 | (cp & 0x3F));
-    p.n = 2;
-  } else if (cp < 0x10000) {
-    p.u[0] = static_cast<char>(0xE0 | (cp >> 12));
-    p.u[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    p.u[2] = static_cast<char>(0x80 | (cp & 0x3F));
-    p.n = 3;
-  } else {
-    p.u[0] = static_cast<char>(0xF0 | (cp >> 18));
-    p.u[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-    p.u[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    p.u[3] = static_cast<char>(0x80 | (cp & 0x3F));
-    p.n = 4;
-  }
-}
+void Encode(char32_t cp, Piece<char16_t>& p) { p.n = EncodeUtf16(cp, p.u); }
+void Encode(char32_t cp, Piece<char>& p) { p.n = EncodeUtf8(cp, p.u); }
 
 // Units of the character at p in its own encoding, without decoding (bytes that form no valid
 // sequence count one by one). avail >= 1; a NUL ends the look-ahead.

@@ -6,36 +6,13 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-void AppendUtf8(std::string& out, char32_t cp) {
-  if (cp < 0x80) {
-    out += static_cast<char>(cp);
-  } else if (cp < 0x800) {
-    out += static_cast<char>(0xC0 | (cp >> 6));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  } else if (cp < 0x10000) {
-    out += static_cast<char>(0xE0 | (cp >> 12));
-    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (cp >> 18));
-    out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  }
-}
+bool IsSurrogate(char32_t cp) { return cp >= 0xD800 && cp <= 0xDFFF; }
 
-void AppendUtf16(std::u16string& out, char32_t cp) {
-  if (cp < 0x10000) {
-    out += static_cast<char16_t>(cp);
-  } else {
-    cp -= 0x10000;
-    out += static_cast<char16_t>(0xD800 + (cp >> 10));
-    out += static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
-  }
-}
+bool IsContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
 
-// Length of the UTF-8 sequence a lead byte announces (0: not a lead byte).
-size_t SequenceLength(unsigned char lead) {
+}  // namespace
+
+size_t Utf8SequenceLength(unsigned char lead) {
   if (lead < 0x80) return 1;
   if (lead >= 0xC2 && lead <= 0xDF) return 2;
   if (lead >= 0xE0 && lead <= 0xEF) return 3;
@@ -43,9 +20,41 @@ size_t SequenceLength(unsigned char lead) {
   return 0;
 }
 
-bool IsContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
+size_t EncodeUtf8(char32_t cp, char out[4]) {
+  if (IsSurrogate(cp) || cp > 0x10FFFF) cp = kReplacement;
+  if (cp < 0x80) {
+    out[0] = static_cast<char>(cp);
+    return 1;
+  }
+  if (cp < 0x800) {
+    out[0] = static_cast<char>(0xC0 | (cp >> 6));
+    out[1] = static_cast<char>(0x80 | (cp & 0x3F));
+    return 2;
+  }
+  if (cp < 0x10000) {
+    out[0] = static_cast<char>(0xE0 | (cp >> 12));
+    out[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    out[2] = static_cast<char>(0x80 | (cp & 0x3F));
+    return 3;
+  }
+  out[0] = static_cast<char>(0xF0 | (cp >> 18));
+  out[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+  out[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+  out[3] = static_cast<char>(0x80 | (cp & 0x3F));
+  return 4;
+}
 
-}  // namespace
+size_t EncodeUtf16(char32_t cp, char16_t out[2]) {
+  if (IsSurrogate(cp) || cp > 0x10FFFF) cp = kReplacement;
+  if (cp < 0x10000) {
+    out[0] = static_cast<char16_t>(cp);
+    return 1;
+  }
+  cp -= 0x10000;
+  out[0] = static_cast<char16_t>(0xD800 + (cp >> 10));
+  out[1] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
+  return 2;
+}
 
 std::u16string Utf8ToUtf16(std::string_view text) {
   std::u16string out;
@@ -53,7 +62,7 @@ std::u16string Utf8ToUtf16(std::string_view text) {
   size_t i = 0;
   while (i < text.size()) {
     const auto lead = static_cast<unsigned char>(text[i]);
-    const size_t len = SequenceLength(lead);
+    const size_t len = Utf8SequenceLength(lead);
     if (len == 1) {
       out += static_cast<char16_t>(lead);
       ++i;
@@ -80,7 +89,8 @@ std::u16string Utf8ToUtf16(std::string_view text) {
       while (i < text.size() && IsContinuation(static_cast<unsigned char>(text[i]))) ++i;
       continue;
     }
-    AppendUtf16(out, cp);
+    char16_t units[2];
+    out.append(units, EncodeUtf16(cp, units));
     i += len;
   }
   return out;
@@ -97,7 +107,8 @@ std::string Utf16ToUtf8(std::u16string_view text) {
     } else if (cp >= 0xD800 && cp <= 0xDFFF) {
       cp = kReplacement;
     }
-    AppendUtf8(out, cp);
+    char bytes[4];
+    out.append(bytes, EncodeUtf8(cp, bytes));
   }
   return out;
 }

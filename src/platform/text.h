@@ -13,6 +13,12 @@ namespace vx {
 std::u16string Utf8ToUtf16(std::string_view text);
 std::string Utf16ToUtf8(std::u16string_view text);
 
+// One character at a time. A surrogate or a value past U+10FFFF is written as U+FFFD.
+size_t EncodeUtf8(char32_t cp, char out[4]);      // returns the bytes written
+size_t EncodeUtf16(char32_t cp, char16_t out[2]);  // returns the units written
+// Length of the UTF-8 sequence a lead byte announces; 0 for a byte that cannot start one.
+size_t Utf8SequenceLength(unsigned char lead);
+
 // Cuts UTF-8 text to at most maxBytes without splitting a character.
 std::string_view TruncateUtf8(std::string_view text, size_t maxBytes);
 
