@@ -76,6 +76,7 @@ class Sink {
       n = cap_ - size();
       closed_ = true;
     }
+    if (n == 0) return;  // an empty view may have no data pointer at all
     if constexpr (sizeof(C) == 1) {
       if (buf_) {
         std::memcpy(buf_ + len_, s.data(), n);
