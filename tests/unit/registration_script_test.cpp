@@ -1,0 +1,503 @@
+#include "module/registration_script.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "platform/memory/memory_registry.h"
+#include "platform/text.h"
+
+namespace vx::module {
+namespace {
+
+using platform::IRegistry;
+using platform::IRegistryKey;
+using platform::MemoryRegistry;
+using platform::RegistryRoot;
+
+constexpr char16_t kModulePath[] = u"C:\\Program Files\\Vantorix\\VXGPOSnapin.dll";
+
+std::u16string ModuleScript() {
+  std::ifstream file(VX_MODULE_SCRIPT, std::ios::binary);
+  EXPECT_TRUE(file) << VX_MODULE_SCRIPT;
+  return Utf8ToUtf16(std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+Replacements ModuleReplacements(std::u16string_view path = kModulePath) { return {{u"MODULE", std::u16string(path)}}; }
+
+RegistrationScript Parse(std::u16string_view text, const Replacements& replacements = {}) {
+  RegistrationScript script;
+  ScriptError error;
+  EXPECT_TRUE(ParseRegistrationScript(text, replacements, script, error)) << Utf16ToUtf8(error.Text());
+  return script;
+}
+
+ScriptError ParseError(std::u16string_view text, const ScriptLimits& limits = {}) {
+  RegistrationScript script;
+  ScriptError error;
+  EXPECT_FALSE(ParseRegistrationScript(text, {{u"MODULE", u"m.dll"}}, script, error, limits)) << Utf16ToUtf8(text);
+  EXPECT_TRUE(script.roots.empty());
+  return error;
+}
+
+void SetString(IRegistry& registry, RegistryRoot root, std::u16string_view path, std::u16string_view name,
+               std::u16string_view text) {
+  std::unique_ptr<IRegistryKey> key;
+  ASSERT_EQ(ERROR_SUCCESS, registry.CreateKey(root, path, KEY_ALL_ACCESS, key));
+  ASSERT_EQ(ERROR_SUCCESS, platform::WriteString(*key, name, text));
+}
+
+std::string Everything(const MemoryRegistry& registry) {
+  return registry.Dump(RegistryRoot::LocalMachine) + registry.Dump(RegistryRoot::CurrentUser);
+}
+
+// ---- Parser ----
+
+TEST(RegistrationScriptParser, ReadsEveryConstruct) {
+  const auto script = Parse(
+      u"HKEY_LOCAL_MACHINE { NoRemove Software { ForceRemove 'It''s here' = s 'at %MODULE%, 100%%'\n"
+      u"  { val Count = d '42' val Mask = d '0xFFFFFFFF' val Path = e '%%SystemRoot%%' val '' = s 'x'\n"
+      u"    Delete Old  Sub { } } } }\n"
+      u"hkcr { CLSID } HKCU { Plain = s '' }",
+      {{u"module", u"C:\\m.dll"}});
+  ASSERT_EQ(3u, script.roots.size());
+  EXPECT_EQ(RegistryRoot::LocalMachine, script.roots[0].root);
+  EXPECT_EQ(RegistryRoot::ClassesRoot, script.roots[1].root);
+  EXPECT_EQ(RegistryRoot::CurrentUser, script.roots[2].root);
+
+  const ScriptKey& software = script.roots[0].keys.at(0);
+  EXPECT_EQ(u"Software", software.name);
+  EXPECT_EQ(KeyRemoval::NoRemove, software.removal);
+  EXPECT_FALSE(software.hasDefault);
+  const ScriptKey& forced = software.subkeys.at(0);
+  EXPECT_EQ(u"It's here", forced.name);
+  EXPECT_EQ(KeyRemoval::ForceRemove, forced.removal);
+  ASSERT_TRUE(forced.hasDefault);
+  ASSERT_EQ(5u, forced.values.size());
+  EXPECT_EQ(u"", forced.values[0].name);
+  EXPECT_EQ(u"at C:\\m.dll, 100%", forced.values[0].text);
+  EXPECT_EQ(REG_DWORD, forced.values[1].type);
+  EXPECT_EQ(42u, forced.values[1].number);
+  EXPECT_EQ(0xFFFFFFFFu, forced.values[2].number);
+  EXPECT_EQ(REG_EXPAND_SZ, forced.values[3].type);
+  EXPECT_EQ(u"%SystemRoot%", forced.values[3].text);
+  EXPECT_EQ(u"", forced.values[4].name);
+  ASSERT_EQ(2u, forced.subkeys.size());
+  EXPECT_EQ(KeyRemoval::Delete, forced.subkeys[0].removal);
+  EXPECT_EQ(u"Old", forced.subkeys[0].name);
+  EXPECT_EQ(u"Sub", forced.subkeys[1].name);
+  EXPECT_EQ(KeyRemoval::Plain, forced.subkeys[1].removal);
+
+  EXPECT_EQ(u"CLSID", script.roots[1].keys.at(0).name);
+  EXPECT_EQ(u"", script.roots[2].keys.at(0).values.at(0).text);
+}
+
+TEST(RegistrationScriptParser, ReplacementsAreNotReparsed) {
+  // A module path with a quote or braces stays text.
+  const auto script = Parse(u"HKCR { K = s '%MODULE%' }", ModuleReplacements(u"C:\\O'Neil {x}\\a.dll"));
+  EXPECT_EQ(u"C:\\O'Neil {x}\\a.dll", script.roots.at(0).keys.at(0).values.at(0).text);
+}
+
+TEST(RegistrationScriptParser, ReadsTheModuleScript) {
+  const auto script = Parse(ModuleScript(), ModuleReplacements());
+  ASSERT_EQ(2u, script.roots.size());
+  EXPECT_EQ(RegistryRoot::LocalMachine, script.roots[0].root);
+  EXPECT_EQ(RegistryRoot::ClassesRoot, script.roots[1].root);
+}
+
+TEST(RegistrationScriptParser, NamesTheLineColumnAndWhatWasExpected) {
+  struct Case {
+    const char16_t* text;
+    size_t line, column;
+    const char16_t* expected;
+  } cases[] = {
+      {u"HKXX { }", 1, 1, u"a root key (HKLM, HKCR or HKCU)"},
+      {u"HKLM K", 1, 6, u"'{'"},
+      {u"HKLM {\n  K {\n", 3, 1, u"'}'"},
+      {u"HKLM {\n  K = x 'a' }", 2, 7, u"a value type (s, e or d)"},
+      {u"HKLM {\n  K = s a }", 2, 9, u"a quoted text"},
+      {u"HKLM { K { val N s 'a' } }", 1, 18, u"'='"},
+      {u"HKLM { K { val = s 'a' } }", 1, 16, u"a value name"},
+      {u"HKLM { K = d '12x' }", 1, 14, u"a quoted number"},
+      {u"HKLM { K = d '4294967296' }", 1, 14, u"a quoted number"},
+      {u"HKLM { K = s 'open }", 1, 21, u"a closing quote"},
+      {u"HKLM { ForceRemove }", 1, 20, u"a key name"},
+      {u"HKLM { 'a\\b' }", 1, 8, u"a non-empty key name without '\\'"},
+      {u"HKLM { '' }", 1, 8, u"a non-empty key name without '\\'"},
+      {u"HKLM {\n\n K = s '%OTHER%' }", 3, 9, u"a known replacement instead of %OTHER%"},
+      {u"HKLM { K = s '%MODULE' }", 1, 15, u"a closing %"},
+      {u"HKLM { } }", 1, 10, u"a root key (HKLM, HKCR or HKCU)"},
+  };
+  for (const Case& c : cases) {
+    const ScriptError error = ParseError(c.text);
+    EXPECT_EQ(c.line, error.line) << Utf16ToUtf8(c.text);
+    EXPECT_EQ(c.column, error.column) << Utf16ToUtf8(c.text);
+    EXPECT_EQ(std::u16string(c.expected), error.expected) << Utf16ToUtf8(c.text);
+  }
+  EXPECT_EQ(u"line 3, column 1: expected '}'", ParseError(u"HKLM {\n  K {\n").Text());
+}
+
+TEST(RegistrationScriptParser, EnforcesItsLimits) {
+  ScriptLimits limits;
+  limits.maxDepth = 3;
+  limits.maxToken = 8;
+  limits.maxKeys = 4;
+  limits.maxScript = 40;
+  RegistrationScript script;
+  ScriptError error;
+  EXPECT_TRUE(ParseRegistrationScript(u"HKLM { A { B { C } } }", {}, script, error, limits));
+  EXPECT_EQ(u"no deeper nesting", ParseError(u"HKLM { A { B { C { D } } } }", limits).expected);
+  EXPECT_EQ(u"fewer keys", ParseError(u"HKLM { A B C D E }", limits).expected);
+  EXPECT_EQ(u"a name or text of at most 8 characters", ParseError(u"HKLM { ABCDEFGHI }", limits).expected);
+  // Replacement text counts too.
+  EXPECT_EQ(u"a name or text of at most 8 characters",
+            ParseError(u"HKLM { K = s 'ab%MODULE%cd' }", limits).expected);
+  EXPECT_EQ(u"a script of at most 40 characters", ParseError(std::u16string(41, u' '), limits).expected);
+}
+
+// ---- Engine over the module's own script ----
+
+constexpr char kRegisteredMmc[] = R"dump(MMC
+  NodeTypes
+    {1CA3CF7B-B0C5-407b-BA51-D45B11291688}
+      @ = REG_SZ "Vantorix Keystone Client (extension node)"
+    {6A76273E-EB8E-45DB-94C5-25663A5f2C1A}
+      Extensions
+        Namespace
+          {0471D727-58C9-47C4-8350-7D99EB9B60EC} = REG_SZ "Vantorix GPO Editor authentication policies snapin"
+    {8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}
+      Extensions
+        Namespace
+          {0471D727-58C9-47C4-8350-7D99EB9B60EB} = REG_SZ "Vantorix GPO Editor authentication policies snapin"
+    {8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}
+      Extensions
+        Namespace
+          {0471D727-58C9-47C4-8350-7D99EB9B60EB} = REG_SZ "Vantorix GPO Editor authentication policies snapin"
+    {E52C5CE3-FD27-4402-84DE-D9A5F2858910}
+      Extensions
+        Namespace
+          {0471D727-58C9-47C4-8350-7D99EB9B60ED} = REG_SZ "Vantorix GPO Editor authentication policies snapin"
+  Snapins
+    {0471D727-58C9-47C4-8350-7D99EB9B60EB}
+      @ = REG_SZ "Vantorix GPO Editor authentication policies snapin"
+      NameString = REG_SZ "Vantorix GPO Editor authentication policies snapin"
+      NodeTypes
+        {1CA3CF7B-B0C5-407b-BA51-D45B11291688}
+          @ = REG_SZ "Vantorix Keystone Client (extension node)"
+    {0471D727-58C9-47C4-8350-7D99EB9B60EC}
+      @ = REG_SZ "Vantorix GPO Editor authentication policies RSoP snapin"
+      NameString = REG_SZ "Vantorix GPO Editor authentication policies snapin"
+      NodeTypes
+        {1CA3CF7B-B0C5-407b-BA51-D45B11291688}
+          @ = REG_SZ "Vantorix Keystone Client (extension node)"
+    {0471D727-58C9-47C4-8350-7D99EB9B60ED}
+      @ = REG_SZ "Vantorix GPO Editor authentication policies RSoP snapin"
+      NameString = REG_SZ "Vantorix GPO Editor authentication policies snapin"
+      NodeTypes
+        {1CA3CF7B-B0C5-407b-BA51-D45B11291688}
+          @ = REG_SZ "Vantorix Keystone Client (extension node)"
+)dump";
+
+std::string RegisteredClass(const char* clsid, const char* name, const char* module) {
+  return std::string("  ") + clsid + "\n    @ = REG_SZ \"" + name + "\"\n    InprocServer32\n      @ = REG_SZ \"" +
+         module +
+         "\"\n      ThreadingModel = REG_SZ \"Apartment\"\n    Programmable\n    TypeLib\n"
+         "      @ = REG_SZ \"{7B9E7131-B528-450C-A637-7ECE1E77E76C}\"\n    Version\n      @ = REG_SZ \"1.0\"\n";
+}
+
+std::string RegisteredClasses(const char* module = "C:\\Program Files\\Vantorix\\VXGPOSnapin.dll") {
+  return "CLSID\n" +
+         RegisteredClass("{0471D727-58C9-47C4-8350-7D99EB9B60EB}",
+                         "Vantorix GPO Editor authentication policies snapin", module) +
+         RegisteredClass("{0471D727-58C9-47C4-8350-7D99EB9B60EC}",
+                         "Vantorix GPO Editor authentication policies RSoP snapin", module) +
+         RegisteredClass("{0471D727-58C9-47C4-8350-7D99EB9B60ED}",
+                         "Vantorix GPO Editor authentication policies RSoP snapin", module);
+}
+
+constexpr char kSharedKeysOnly[] = R"dump(HKEY_LOCAL_MACHINE
+  SOFTWARE
+    Classes
+      CLSID
+    Microsoft
+      MMC
+        NodeTypes
+          {6A76273E-EB8E-45DB-94C5-25663A5f2C1A}
+            Extensions
+              Namespace
+          {8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}
+            Extensions
+              Namespace
+          {8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}
+            Extensions
+              Namespace
+          {E52C5CE3-FD27-4402-84DE-D9A5F2858910}
+            Extensions
+              Namespace
+        Snapins
+    WOW6432Node
+HKEY_CURRENT_USER
+)dump";
+
+HRESULT RunModuleScript(IRegistry& registry, bool registering, bool perUser = false,
+                        std::u16string_view module = kModulePath) {
+  return RunRegistrationScript(registry, ModuleScript(), ModuleReplacements(module), registering, perUser);
+}
+
+// A machine where the console and other snap-ins are already registered.
+void PopulateSharedKeys(MemoryRegistry& registry) {
+  const std::u16string mmc = u"SOFTWARE\\Microsoft\\MMC\\";
+  SetString(registry, RegistryRoot::LocalMachine, mmc + u"Snapins\\{11111111-0000-0000-0000-000000000000}", u"",
+            u"Other snap-in");
+  SetString(registry, RegistryRoot::LocalMachine,
+            mmc + u"NodeTypes\\{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}\\Extensions\\Namespace",
+            u"{11111111-0000-0000-0000-000000000000}", u"Other extension");
+  SetString(registry, RegistryRoot::LocalMachine, mmc + u"NodeTypes\\{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}", u"",
+            u"Software Settings");
+  for (const char16_t* nodeType : {u"{8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}", u"{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}",
+                                   u"{E52C5CE3-FD27-4402-84DE-D9A5F2858910}"}) {
+    std::unique_ptr<IRegistryKey> key;
+    ASSERT_EQ(ERROR_SUCCESS, registry.CreateKey(RegistryRoot::LocalMachine,
+                                                mmc + u"NodeTypes\\" + nodeType + u"\\Extensions\\Namespace",
+                                                KEY_ALL_ACCESS, key));
+  }
+  SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{11111111-0000-0000-0000-000000000000}\\InprocServer32",
+            u"", u"other.dll");
+}
+
+TEST(RegistrationScriptEngine, RegistersExactlyTheModuleTable) {
+  MemoryRegistry registry;
+  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
+  EXPECT_EQ(kRegisteredMmc, registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
+  EXPECT_EQ(RegisteredClasses(), registry.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
+  EXPECT_EQ("HKEY_CURRENT_USER\n", registry.Dump(RegistryRoot::CurrentUser));
+}
+
+TEST(RegistrationScriptEngine, UnregistrationLeavesOnlyTheSharedKeys) {
+  MemoryRegistry registry;
+  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
+  ASSERT_EQ(S_OK, RunModuleScript(registry, false));
+  EXPECT_EQ(kSharedKeysOnly, Everything(registry));
+  // Nothing left to remove is no failure.
+  EXPECT_EQ(S_OK, RunModuleScript(registry, false));
+  EXPECT_EQ(kSharedKeysOnly, Everything(registry));
+}
+
+TEST(RegistrationScriptEngine, RoundTripKeepsOtherComponentsAsTheyWere) {
+  MemoryRegistry registry;
+  PopulateSharedKeys(registry);
+  const std::string before = Everything(registry);
+  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
+  EXPECT_NE(before, Everything(registry));
+  ASSERT_EQ(S_OK, RunModuleScript(registry, false));
+  EXPECT_EQ(before, Everything(registry));
+}
+
+TEST(RegistrationScriptEngine, ReRegistrationReplacesForceRemoveKeysWhole) {
+  MemoryRegistry registry;
+  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
+  const std::u16string ours = u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EC}";
+  SetString(registry, RegistryRoot::ClassesRoot, ours + u"\\Stale\\Deeper", u"", u"left over");
+  SetString(registry, RegistryRoot::ClassesRoot, ours, u"Stale", u"left over");
+  SetString(registry, RegistryRoot::LocalMachine,
+            u"SOFTWARE\\Microsoft\\MMC\\Snapins\\{0471D727-58C9-47C4-8350-7D99EB9B60ED}", u"About", u"stale");
+
+  ASSERT_EQ(S_OK, RunModuleScript(registry, true, false, u"D:\\New\\VXGPOSnapin.dll"));
+  EXPECT_EQ(kRegisteredMmc, registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
+  EXPECT_EQ(RegisteredClasses("D:\\New\\VXGPOSnapin.dll"), registry.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
+}
+
+TEST(RegistrationScriptEngine, PerUserMovesClassesToTheUsersHive) {
+  MemoryRegistry registry;
+  ASSERT_EQ(S_OK, RunModuleScript(registry, true, true));
+  EXPECT_EQ("", registry.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
+  EXPECT_EQ(RegisteredClasses(), registry.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
+  EXPECT_EQ(kRegisteredMmc, registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
+
+  ASSERT_EQ(S_OK, RunModuleScript(registry, false, true));
+  EXPECT_EQ("CLSID\n", registry.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
+}
+
+TEST(RegistrationScriptEngine, SyntaxErrorChangesNothing) {
+  MemoryRegistry registry;
+  const std::string before = Everything(registry);
+  std::u16string error;
+  EXPECT_EQ(E_INVALIDARG, RunRegistrationScript(registry, u"HKLM { A = s 'a' }\nHKCR { B = s }", {}, true, false,
+                                                &error));
+  EXPECT_EQ(u"line 2, column 14: expected a quoted text", error);
+  EXPECT_EQ(before, Everything(registry));
+}
+
+// ---- Removal rules on small scripts ----
+
+TEST(RegistrationScriptEngine, RemovalRules) {
+  MemoryRegistry registry;
+  const auto script = Parse(
+      u"HKCU { NoRemove Shared = s 'shared default' { val Ours = s 'x'\n"
+      u"  Plain = s 'p' { val V = d '7' }\n"
+      u"  Kept = s 'k'\n"
+      u"  Parent { Child } } }");
+  ASSERT_EQ(S_OK, RegisterScript(registry, script, false));
+  EXPECT_EQ(R"dump(Shared
+  @ = REG_SZ "shared default"
+  Ours = REG_SZ "x"
+  Kept
+    @ = REG_SZ "k"
+  Parent
+    Child
+  Plain
+    @ = REG_SZ "p"
+    V = REG_DWORD 0x00000007
+)dump",
+            registry.Dump(RegistryRoot::CurrentUser, u"Shared"));
+
+  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Kept", u"Foreign", u"keeps it");
+  SetString(registry, RegistryRoot::CurrentUser, u"Shared", u"Foreign", u"stays");
+  ASSERT_EQ(S_OK, UnregisterScript(registry, script, false));
+  // Plain keys go once empty; values of others keep theirs; the shared key keeps its default.
+  EXPECT_EQ(R"dump(Shared
+  @ = REG_SZ "shared default"
+  Foreign = REG_SZ "stays"
+  Kept
+    Foreign = REG_SZ "keeps it"
+)dump",
+            registry.Dump(RegistryRoot::CurrentUser, u"Shared"));
+}
+
+TEST(RegistrationScriptEngine, DeleteKeysGoAtRegistrationOnly) {
+  MemoryRegistry registry;
+  SetString(registry, RegistryRoot::CurrentUser, u"App\\Old\\Deep\\Deeper", u"v", u"x");
+  const auto script = Parse(u"HKCU { NoRemove App { Delete Old } }");
+  ASSERT_EQ(S_OK, RegisterScript(registry, script, false));
+  EXPECT_EQ("App\n", registry.Dump(RegistryRoot::CurrentUser, u"App"));
+  SetString(registry, RegistryRoot::CurrentUser, u"App\\Old", u"v", u"x");
+  ASSERT_EQ(S_OK, UnregisterScript(registry, script, false));
+  EXPECT_EQ("App\n  Old\n    v = REG_SZ \"x\"\n", registry.Dump(RegistryRoot::CurrentUser, u"App"));
+}
+
+TEST(RegistrationScriptEngine, DeleteKeyTreeRemovesEverythingBelow) {
+  MemoryRegistry registry;
+  SetString(registry, RegistryRoot::CurrentUser, u"T\\A\\B\\C", u"v", u"x");
+  SetString(registry, RegistryRoot::CurrentUser, u"T\\A\\D", u"v", u"x");
+  SetString(registry, RegistryRoot::CurrentUser, u"T\\E", u"", u"x");
+  SetString(registry, RegistryRoot::CurrentUser, u"Keep", u"", u"x");
+  EXPECT_EQ(ERROR_SUCCESS, DeleteKeyTree(registry, RegistryRoot::CurrentUser, u"T"));
+  EXPECT_EQ("HKEY_CURRENT_USER\n  Keep\n    @ = REG_SZ \"x\"\n", registry.Dump(RegistryRoot::CurrentUser));
+  EXPECT_EQ(ERROR_FILE_NOT_FOUND, DeleteKeyTree(registry, RegistryRoot::CurrentUser, u"T"));
+}
+
+// ---- Failure part-way ----
+
+// Refuses the n-th change (key creation, value write or deletion) with ERROR_ACCESS_DENIED, once.
+struct FailurePlan {
+  int failAt = -1;
+  int changes = 0;
+  bool Refuse() { return changes++ == failAt; }
+};
+
+class RefusingKey final : public IRegistryKey {
+ public:
+  RefusingKey(std::unique_ptr<IRegistryKey> inner, FailurePlan& plan) : inner_(std::move(inner)), plan_(plan) {}
+  LONG OpenKey(std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key) override {
+    return Wrap(inner_->OpenKey(path, access, key), key);
+  }
+  LONG CreateKey(std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key,
+                 DWORD* disposition) override {
+    if (plan_.Refuse()) return ERROR_ACCESS_DENIED;
+    return Wrap(inner_->CreateKey(path, access, key, disposition), key);
+  }
+  LONG QueryValue(std::u16string_view name, DWORD* type, BYTE* data, DWORD* size) override {
+    return inner_->QueryValue(name, type, data, size);
+  }
+  LONG SetValue(std::u16string_view name, DWORD type, const BYTE* data, DWORD size) override {
+    return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_->SetValue(name, type, data, size);
+  }
+  LONG DeleteValue(std::u16string_view name) override {
+    return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_->DeleteValue(name);
+  }
+  LONG QueryInfo(DWORD* subKeys, DWORD* values) override { return inner_->QueryInfo(subKeys, values); }
+  LONG EnumKey(DWORD index, std::u16string& name) override { return inner_->EnumKey(index, name); }
+  LONG EnumValue(DWORD index, std::u16string& name) override { return inner_->EnumValue(index, name); }
+  LONG DeleteKey(std::u16string_view path, REGSAM view) override {
+    return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_->DeleteKey(path, view);
+  }
+
+  static LONG Wrap(LONG rc, std::unique_ptr<IRegistryKey>& key, FailurePlan& plan) {
+    if (rc == ERROR_SUCCESS) key = std::make_unique<RefusingKey>(std::move(key), plan);
+    return rc;
+  }
+
+ private:
+  LONG Wrap(LONG rc, std::unique_ptr<IRegistryKey>& key) { return Wrap(rc, key, plan_); }
+  std::unique_ptr<IRegistryKey> inner_;
+  FailurePlan& plan_;
+};
+
+class RefusingRegistry final : public IRegistry {
+ public:
+  RefusingRegistry(IRegistry& inner, FailurePlan& plan) : inner_(inner), plan_(plan) {}
+  LONG OpenKey(RegistryRoot root, std::u16string_view path, REGSAM access,
+               std::unique_ptr<IRegistryKey>& key) override {
+    return RefusingKey::Wrap(inner_.OpenKey(root, path, access, key), key, plan_);
+  }
+  LONG CreateKey(RegistryRoot root, std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key,
+                 DWORD* disposition) override {
+    if (plan_.Refuse()) return ERROR_ACCESS_DENIED;
+    return RefusingKey::Wrap(inner_.CreateKey(root, path, access, key, disposition), key, plan_);
+  }
+  LONG DeleteKey(RegistryRoot root, std::u16string_view path, REGSAM view) override {
+    return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_.DeleteKey(root, path, view);
+  }
+
+ private:
+  IRegistry& inner_;
+  FailurePlan& plan_;
+};
+
+// Every possible point of failure, over a machine that already holds an older registration with
+// extra keys (so ForceRemove deletes something that has to come back).
+TEST(RegistrationScriptEngine, FailureAtAnyStepLeavesTheRegistryAsBefore) {
+  const auto script = Parse(ModuleScript(), ModuleReplacements());
+  auto prepare = [](MemoryRegistry& registry) {
+    PopulateSharedKeys(registry);
+    SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EB}\\Old\\Deep",
+              u"Data", u"old");
+    SetString(registry, RegistryRoot::LocalMachine,
+              u"SOFTWARE\\Microsoft\\MMC\\NodeTypes\\{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}\\Extensions\\Namespace",
+              u"{0471D727-58C9-47C4-8350-7D99EB9B60EC}", u"older text");
+  };
+  int changes = 0;
+  {
+    MemoryRegistry registry;
+    prepare(registry);
+    FailurePlan counting;
+    RefusingRegistry wrapper(registry, counting);
+    ASSERT_EQ(S_OK, RegisterScript(wrapper, script, false));
+    changes = counting.changes;
+  }
+  ASSERT_GT(changes, 50);
+  for (int step = 0; step < changes; ++step) {
+    MemoryRegistry registry;
+    prepare(registry);
+    const std::string before = Everything(registry);
+    FailurePlan plan{step, 0};
+    RefusingRegistry wrapper(registry, plan);
+    ASSERT_EQ(HResultFromWin32(ERROR_ACCESS_DENIED), RegisterScript(wrapper, script, false)) << "step " << step;
+    ASSERT_EQ(before, Everything(registry)) << "step " << step;
+  }
+}
+
+TEST(RegistrationScriptEngine, UnregistrationReportsARefusedDeletion) {
+  MemoryRegistry registry;
+  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
+  FailurePlan plan{0, 0};
+  RefusingRegistry wrapper(registry, plan);
+  const auto script = Parse(ModuleScript(), ModuleReplacements());
+  EXPECT_EQ(HResultFromWin32(ERROR_ACCESS_DENIED), UnregisterScript(wrapper, script, false));
+}
+
+}  // namespace
+}  // namespace vx::module
