@@ -1,0 +1,93 @@
+// Branding: the module named by the registry, placeholder replacement and the built-in texts.
+#include "support/branding.h"
+#include "trace_test_support.h"
+
+namespace {
+
+constexpr char16_t kBrandingDll[] = u"C:\\Program Files\\Northwind\\brand.dll";
+
+class Branding : public vxtest::TraceFixture {
+ protected:
+  void SetUp() override {
+    Config(u"DoTrace", 1);
+    Start();
+    brand = modules.AddModule();
+    modules.SetString(brand, 103, u"Northwind Logon");
+    modules.SetString(brand, 1101, u"Northwind Help Desk");
+    modules.SetString(brand, 1103, u"Northwind");
+  }
+  void RegisterModule(std::u16string_view path = kBrandingDll) {
+    std::unique_ptr<vx::platform::IRegistryKey> key;
+    ASSERT_EQ(ERROR_SUCCESS,
+              registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, vx::kBrandingKey, KEY_ALL_ACCESS, key));
+    vx::platform::WriteString(*key, vx::kBrandingValue, path);
+    modules.AddResourceModule(kBrandingDll, brand);
+  }
+  std::vector<std::string> Messages() {
+    Stop();
+    return File().Texts('U');
+  }
+
+  vx::MemoryResourceModules modules;
+  HMODULE brand = nullptr;
+};
+
+TEST_F(Branding, ReplacesEveryPlaceholderInOrderAndLoadsEachStringOnce) {
+  RegisterModule();
+  vx::CBranding branding(registry, modules);
+  EXPECT_EQ(branding.Apply(u"No placeholder here"), u"No placeholder here");
+  EXPECT_TRUE(modules.loadedPaths.empty());  // nothing to replace: the module is not needed yet
+  EXPECT_EQ(branding.Apply(u"<<%PN%>> by <<%MA%>>; <<%PN%>> support: <<%SP%>>."),
+            u"Northwind Logon by Northwind; Northwind Logon support: Northwind Help Desk.");
+  EXPECT_EQ(branding.Apply(u"<<%PN%>><<%PN%>>"), u"Northwind LogonNorthwind Logon");
+  EXPECT_EQ(modules.loadedPaths, std::vector<std::u16string>{kBrandingDll});
+  EXPECT_EQ(modules.stringLoads, (std::map<UINT, int>{{103, 1}, {1101, 1}, {1103, 1}}));
+}
+
+TEST_F(Branding, ReplacementTextHoldingAPlaceholderIsNotExpandedAgain) {
+  modules.SetString(brand, 103, u"<<%PN%>> Plus");
+  modules.SetString(brand, 1101, u"<<%MA%>> Support");
+  RegisterModule();
+  vx::CBranding branding(registry, modules);
+  // PN first, then SP, then MA: the MA that SP brought in is replaced, the PN inside PN is not looped on.
+  EXPECT_EQ(branding.Apply(u"<<%PN%>> / <<%SP%>>"), u"<<%PN%>> Plus / Northwind Support");
+}
+
+TEST_F(Branding, MissingKeyUsesBuiltInTexts) {
+  vx::CBranding branding(registry, modules);
+  EXPECT_EQ(branding.Apply(u"<<%PN%>>|<<%SP%>>|<<%MA%>>"), u"Vantorix Keystone Client|Vantorix Support|Vantorix");
+  const auto messages = Messages();
+  ASSERT_FALSE(messages.empty());
+  EXPECT_EQ(messages[0], "Unable to open registry key SOFTWARE\\Vantorix\\Branding\\Common");
+}
+
+TEST_F(Branding, MissingValueAndUnloadableModuleAreTraced) {
+  std::unique_ptr<vx::platform::IRegistryKey> key;
+  ASSERT_EQ(ERROR_SUCCESS,
+            registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, vx::kBrandingKey, KEY_ALL_ACCESS, key));
+  vx::CBranding withoutValue(registry, modules);
+  EXPECT_EQ(withoutValue.Text(103), u"Vantorix Keystone Client");
+  vx::platform::WriteString(*key, vx::kBrandingValue, u"C:\\missing.dll");
+  vx::CBranding unloadable(registry, modules);
+  EXPECT_EQ(unloadable.Text(1103), u"Vantorix");
+  const auto messages = Messages();
+  EXPECT_NE(std::find(messages.begin(), messages.end(),
+                      "Unable to find registry value DLLPath under registry key SOFTWARE\\Vantorix\\Branding\\Common"),
+            messages.end());
+  EXPECT_NE(std::find(messages.begin(), messages.end(), "Unable to load resource dll, GetLastError returned 126"),
+            messages.end());
+}
+
+TEST_F(Branding, MissingStringFallsBackForThatStringOnly) {
+  modules.SetString(brand, 1101, u"");
+  RegisterModule();
+  vx::CBranding branding(registry, modules);
+  EXPECT_EQ(branding.Apply(u"<<%SP%>> for <<%PN%>>"), u"Vantorix Support for Northwind Logon");
+  EXPECT_EQ(branding.Apply(u"<<%SP%>>"), u"Vantorix Support");
+  EXPECT_EQ(modules.stringLoads[1101], 1);
+  const auto messages = Messages();
+  EXPECT_NE(std::find(messages.begin(), messages.end(), "Branding string 1101 is missing, using \"Vantorix Support\""),
+            messages.end());
+}
+
+}  // namespace
