@@ -3,6 +3,7 @@
 
 #include "module/win32/com_object.h"
 #include "module/win32/module.h"
+#include "snapin/win32/clipboard_formats.h"
 #include "module/win32/rsop_factory.h"
 #include "snapin/win32/computer_snapin.h"
 
@@ -26,6 +27,8 @@ const ClassObjectEntry kClassObjects[] = {
 HRESULT CVXAdminSnapinModule::GetClassObject(REFCLSID clsid, REFIID iid, void** out) {
   if (out == nullptr) return E_POINTER;
   *out = nullptr;
+  // The clipboard formats are registered before any object exists (user32 is not called from DllMain).
+  vx::snapin::Formats();
   for (const ClassObjectEntry& entry : kClassObjects) {
     if (*entry.clsid == clsid) return entry.createFactory(iid, out);
   }
