@@ -4,6 +4,8 @@
 // when it is not configured.
 #include <benchmark/benchmark.h>
 
+#include "ratio_reporter.h"
+
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -91,40 +93,22 @@ BENCHMARK(BM_Baseline_WriteValue);
 BENCHMARK(BM_Serialize);
 
 // Prints the ratios after the usual table.
-class RatioReporter : public benchmark::ConsoleReporter {
+class PolicyRatios : public RatioReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    // With repetitions the median stands for the benchmark ("name_median").
-    for (const auto& run : runs)
-      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
-        m_ns[run.benchmark_name()] = run.GetAdjustedRealTime();
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    RatioReporter::Finalize();
     std::printf("\nRatios (same run):\n");
-    Ratio("parse / read value", "BM_Parse", "BM_Baseline_ReadValue");
-    Ratio("Deserialize / read value", "BM_Deserialize", "BM_Baseline_ReadValue");
-    Ratio("Serialize / write value", "BM_Serialize", "BM_Baseline_WriteValue");
+    PrintRatio("parse / read value", "BM_Parse", "BM_Baseline_ReadValue");
+    PrintRatio("Deserialize / read value", "BM_Deserialize", "BM_Baseline_ReadValue");
+    PrintRatio("Serialize / write value", "BM_Serialize", "BM_Baseline_WriteValue");
   }
-
- private:
-  void Ratio(const char* what, const std::string& a, const std::string& b) {
-    const auto time = [this](const std::string& name) {
-      const auto median = m_ns.find(name + "_median");
-      return median != m_ns.end() ? median->second : m_ns.count(name) ? m_ns[name] : 0.0;
-    };
-    if (time(a) == 0 || time(b) == 0) return;
-    std::printf("  %-30s %6.2fx\n", what, time(a) / time(b));
-  }
-  std::map<std::string, double> m_ns;
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  PolicyRatios reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   return 0;

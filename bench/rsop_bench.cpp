@@ -4,6 +4,8 @@
 // Tracing is not installed: this measures the data path only.
 #include <benchmark/benchmark.h>
 
+#include "ratio_reporter.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -93,16 +95,11 @@ BENCHMARK(BM_ReadObjects)->Args({1000, 100})->Args({10000, 100})->Args({1000, 10
 
 // Prints the growth ratios after the usual table. Linear growth is 10x for ten times the objects; a
 // search through the entries would make the merge grow a hundredfold when every name is distinct.
-class RatioReporter : public benchmark::ConsoleReporter {
+class RsopRatios : public RatioReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const auto& run : runs)
-      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
-        m_time[run.benchmark_name()] = run.GetAdjustedCPUTime();
-  }
+  RsopRatios() : RatioReporter(true) {}
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    RatioReporter::Finalize();
     std::printf("\nCPU ns per object (objects/names):\n");
     for (const char* args : {"/1000/100", "/10000/100", "/1000/1000", "/10000/10000"}) {
       const double objects = std::atof(args + 1);
@@ -116,10 +113,6 @@ class RatioReporter : public benchmark::ConsoleReporter {
   }
 
  private:
-  double Time(const std::string& name) {
-    const auto median = m_time.find(name + "_median");
-    return median != m_time.end() ? median->second : m_time.count(name) ? m_time[name] : 0.0;
-  }
   void Growth(const char* what, const std::string& big, const std::string& small) {
     const double query = Time("BM_QueryRsop" + big) / Time("BM_QueryRsop" + small);
     const double read = Time("BM_ReadObjects" + big) / Time("BM_ReadObjects" + small);
@@ -131,14 +124,13 @@ class RatioReporter : public benchmark::ConsoleReporter {
     std::printf("  %-20s QueryRsop 10,000/1,000 %6.2fx, reading alone %6.2fx, relative %5.2f (goal <= 2: %s)\n",
                 what, query, read, relative, relative <= 2.0 ? "met" : "NOT met");
   }
-  std::map<std::string, double> m_time;
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  RsopRatios reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   return 0;

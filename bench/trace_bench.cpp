@@ -16,6 +16,7 @@
 #include <string>
 
 #include "platform/memory/memory_registry.h"
+#include "ratio_reporter.h"
 #include "platform/posix/posix_ports.h"
 #include "platform/text.h"
 #include "support/trace.h"
@@ -105,39 +106,18 @@ BENCHMARK(BM_TracingOn_Message)->Arg(47)->Arg(407);
 BENCHMARK(BM_Peer_SpdlogFlushEach);
 
 // Prints the ratios after the usual table.
-class RatioReporter : public benchmark::ConsoleReporter {
+class TraceRatios : public RatioReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    // With repetitions the median stands for the benchmark ("name_median").
-    for (const auto& run : runs)
-      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
-        m_ns[run.benchmark_name()] = run.GetAdjustedRealTime();
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    RatioReporter::Finalize();
     std::printf("\nRatios (same run):\n");
-    Ratio("tracing off: scope / floor", "BM_TracingOff_Scope", "BM_Floor_TickAndBitTest", 1.2);
-    Ratio("tracing on: 40-byte message / seek+write", "BM_TracingOn_Message/47", "BM_Baseline_SeekWrite/47", 1.25);
-    Ratio("tracing on: 400-byte message / seek+write", "BM_TracingOn_Message/407", "BM_Baseline_SeekWrite/407", 1.25);
-    Ratio("peer: spdlog flush each / seek+write", "BM_Peer_SpdlogFlushEach", "BM_Baseline_SeekWrite/47", 0);
-    Ratio("tracing on: 40-byte message / spdlog", "BM_TracingOn_Message/47", "BM_Peer_SpdlogFlushEach", 0);
+    PrintRatio("tracing off: scope / floor", "BM_TracingOff_Scope", "BM_Floor_TickAndBitTest", 1.2);
+    PrintRatio("tracing on: 40-byte message / seek+write", "BM_TracingOn_Message/47", "BM_Baseline_SeekWrite/47", 1.25);
+    PrintRatio("tracing on: 400-byte message / seek+write", "BM_TracingOn_Message/407", "BM_Baseline_SeekWrite/407",
+               1.25);
+    PrintRatio("peer: spdlog flush each / seek+write", "BM_Peer_SpdlogFlushEach", "BM_Baseline_SeekWrite/47");
+    PrintRatio("tracing on: 40-byte message / spdlog", "BM_TracingOn_Message/47", "BM_Peer_SpdlogFlushEach");
   }
-
- private:
-  void Ratio(const char* what, const std::string& a, const std::string& b, double goal) {
-    const auto time = [this](const std::string& name) {
-      const auto median = m_ns.find(name + "_median");
-      return median != m_ns.end() ? median->second : m_ns.count(name) ? m_ns[name] : 0.0;
-    };
-    if (time(a) == 0 || time(b) == 0) return;
-    const double r = time(a) / time(b);
-    if (goal > 0)
-      std::printf("  %-46s %6.2fx  (goal <= %.2fx: %s)\n", what, r, goal, r <= goal ? "met" : "NOT met");
-    else
-      std::printf("  %-46s %6.2fx\n", what, r);
-  }
-  std::map<std::string, double> m_ns;
 };
 
 }  // namespace
@@ -147,7 +127,7 @@ int main(int argc, char** argv) {
   if (!mkdtemp(dir)) return 1;
   g_dir = dir;
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  TraceRatios reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   std::system(("rm -rf " + g_dir).c_str());
