@@ -1,0 +1,25 @@
+#!/usr/bin/env python3
+"""Writes the sample GPO's Machine/Registry.pol: the logon policy enabled with one mask
+(password and fingerprint), in the Registry.pol format ("PReg", version 1, [key;value;type;size;data])."""
+import os
+import struct
+
+KEY = "Software\\Policies\\Vantorix\\Applications\\{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}"
+REG_MULTI_SZ = 7
+
+
+def text(s):
+    return (s + "\0").encode("utf-16-le")
+
+
+def record(key, value, kind, data):
+    sep = ";".encode("utf-16-le")
+    return (b"[\0" + text(key) + sep + text(value) + sep + struct.pack("<I", kind) + sep +
+            struct.pack("<I", len(data)) + sep + data + b"]\0")
+
+
+masks = "0000000000000003\0\0".encode("utf-16-le")  # one string, then the list's end
+body = struct.pack("<II", 0x67655250, 1) + record(KEY, "LogonPolicy", REG_MULTI_SZ, masks)
+here = os.path.dirname(os.path.abspath(__file__))
+with open(os.path.join(here, "Machine", "Registry.pol"), "wb") as out:
+    out.write(body)

@@ -1,0 +1,124 @@
+// The host's console: the main window with the scope tree and the result list, offering the
+// snap-ins IConsole2, IConsoleNameSpace2 and IResultData over those controls.
+#pragma once
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <mmc.h>
+#include <prsht.h>
+#include <gpedit.h>
+#include <wrl/client.h>
+
+namespace vx::console {
+
+class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IResultData {
+ public:
+  explicit ConsoleHost(IGPEInformation* gpe) : m_gpe(gpe) {}
+  HRESULT Create();
+  // Creates every extension registered for the two Software Settings node types and inserts the roots.
+  size_t LoadExtensions();
+  // Expands the tree down to the first node of that name and selects it.
+  bool ExpandTo(const std::wstring& name);
+  void OnTimer(std::function<void()> action) { m_timer = std::move(action); }
+  void Shutdown();
+  HWND Window() const { return m_window; }
+
+  // IUnknown (the host lives as long as the program: references are only counted).
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
+  STDMETHODIMP_(ULONG) AddRef() override { return ++m_refs; }
+  STDMETHODIMP_(ULONG) Release() override { return --m_refs; }
+
+  // IConsole2
+  STDMETHODIMP SetHeader(LPHEADERCTRL) override { return S_OK; }
+  STDMETHODIMP SetToolbar(LPTOOLBAR) override { return E_NOTIMPL; }
+  STDMETHODIMP QueryResultView(LPUNKNOWN*) override { return E_NOTIMPL; }
+  STDMETHODIMP QueryScopeImageList(LPIMAGELIST*) override { return E_NOTIMPL; }
+  STDMETHODIMP QueryResultImageList(LPIMAGELIST*) override { return E_NOTIMPL; }
+  STDMETHODIMP UpdateAllViews(LPDATAOBJECT object, LPARAM data, LONG_PTR hint) override;
+  STDMETHODIMP MessageBox(LPCWSTR text, LPCWSTR title, UINT style, int* result) override;
+  STDMETHODIMP QueryConsoleVerb(LPCONSOLEVERB*) override { return E_NOTIMPL; }
+  STDMETHODIMP SelectScopeItem(HSCOPEITEM item) override;
+  STDMETHODIMP GetMainWindow(HWND* window) override;
+  STDMETHODIMP NewWindow(HSCOPEITEM, ULONG) override { return E_NOTIMPL; }
+  STDMETHODIMP Expand(HSCOPEITEM item, BOOL expand) override;
+  STDMETHODIMP IsTaskpadViewPreferred() override { return S_FALSE; }
+  STDMETHODIMP SetStatusText(LPOLESTR) override { return S_OK; }
+
+  // IConsoleNameSpace2
+  STDMETHODIMP InsertItem(LPSCOPEDATAITEM item) override;
+  STDMETHODIMP DeleteItem(HSCOPEITEM item, LONG deleteThis) override;
+  STDMETHODIMP SetItem(LPSCOPEDATAITEM) override { return E_NOTIMPL; }
+  STDMETHODIMP GetItem(LPSCOPEDATAITEM) override { return E_NOTIMPL; }
+  STDMETHODIMP GetChildItem(HSCOPEITEM item, HSCOPEITEM* child, MMC_COOKIE* cookie) override;
+  STDMETHODIMP GetNextItem(HSCOPEITEM item, HSCOPEITEM* next, MMC_COOKIE* cookie) override;
+  STDMETHODIMP GetParentItem(HSCOPEITEM item, HSCOPEITEM* parent, MMC_COOKIE* cookie) override;
+  STDMETHODIMP Expand(HSCOPEITEM item) override { return Expand(item, TRUE); }
+  STDMETHODIMP AddExtension(HSCOPEITEM, LPCLSID) override { return S_OK; }  // no dynamic extensions here
+
+  // IResultData
+  STDMETHODIMP InsertItem(LPRESULTDATAITEM item) override;
+  STDMETHODIMP DeleteItem(HRESULTITEM item, int column) override;
+  STDMETHODIMP FindItemByLParam(LPARAM lParam, HRESULTITEM* item) override;
+  STDMETHODIMP DeleteAllRsltItems() override;
+  STDMETHODIMP SetItem(LPRESULTDATAITEM) override { return E_NOTIMPL; }
+  STDMETHODIMP GetItem(LPRESULTDATAITEM) override { return E_NOTIMPL; }
+  STDMETHODIMP GetNextItem(LPRESULTDATAITEM) override { return E_NOTIMPL; }
+  STDMETHODIMP ModifyItemState(int, HRESULTITEM, UINT, UINT) override { return S_OK; }
+  STDMETHODIMP ModifyViewStyle(MMC_RESULT_VIEW_STYLE, MMC_RESULT_VIEW_STYLE) override { return S_OK; }
+  STDMETHODIMP SetViewMode(LONG) override { return S_OK; }
+  STDMETHODIMP GetViewMode(LONG* mode) override;
+  STDMETHODIMP UpdateItem(HRESULTITEM item) override;
+  STDMETHODIMP Sort(int, DWORD, LPARAM) override { return S_OK; }
+  STDMETHODIMP SetDescBarText(LPOLESTR) override { return S_OK; }
+  STDMETHODIMP SetItemCount(int, DWORD) override { return S_OK; }
+
+ private:
+  struct Extension {
+    CLSID clsid;
+    Microsoft::WRL::ComPtr<IComponentData> data;
+    Microsoft::WRL::ComPtr<IComponent> component;
+  };
+  struct ScopeNode {
+    int extension = -1;  // -1: one of the editor's roots
+    MMC_COOKIE cookie = 0;
+    GUID rootType{};
+    std::vector<int> rootExtensions;  // for a root: the extensions registered for its node type
+    bool expanded = false;
+  };
+
+  static LRESULT CALLBACK WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+  LRESULT OnNotify(NMHDR* header);
+  void Layout();
+  HTREEITEM AddTreeItem(HTREEITEM parent, const std::wstring& text, ScopeNode* node, bool children);
+  ScopeNode* NodeOf(HTREEITEM item) const;
+  std::wstring TextOf(HTREEITEM item) const;
+  void EnsureExpanded(HTREEITEM item);
+  void ShowNode(HTREEITEM item);
+  void HideNode();
+  HRESULT ScopeObject(const ScopeNode& node, Microsoft::WRL::ComPtr<IDataObject>& object);
+  HTREEITEM Find(HTREEITEM first, const std::wstring& name);
+  int AddExtension(const CLSID& clsid);
+  void AddRoot(const GUID& type, const wchar_t* text);
+  void RefreshResults();
+  void OpenProperties(int row);
+
+  IGPEInformation* m_gpe;
+  HWND m_window = nullptr, m_tree = nullptr, m_list = nullptr;
+  std::vector<Extension> m_extensions;
+  std::vector<std::unique_ptr<ScopeNode>> m_nodes;
+  int m_current = -1;  // the extension the host is calling; it owns what it inserts
+  HTREEITEM m_shown = nullptr;
+  bool m_refreshing = false;
+  std::function<void()> m_timer;
+  std::atomic<ULONG> m_refs{1};
+};
+
+}  // namespace vx::console

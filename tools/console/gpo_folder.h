@@ -1,0 +1,46 @@
+// The editor's GPO as a folder on disk: gpt.ini, Machine/Registry.pol and User/Registry.pol. Each
+// Registry.pol is loaded into a private key below HKCU\Software\VXConsoleHost\<pid> while the host
+// runs; PolicyChanged writes a section back and raises the version in gpt.ini.
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <string>
+
+#include <prsht.h>
+#include <gpedit.h>
+
+namespace vx::console {
+
+class GpoFolder final : public IGPEInformation {
+ public:
+  explicit GpoFolder(std::wstring folder) : m_folder(std::move(folder)) {}
+  ~GpoFolder();
+  HRESULT Load();  // both sections into their private keys
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
+  STDMETHODIMP_(ULONG) AddRef() override { return ++m_refs; }
+  STDMETHODIMP_(ULONG) Release() override { return --m_refs; }  // lives as long as the host
+  STDMETHODIMP GetName(LPOLESTR name, int length) override;
+  STDMETHODIMP GetDisplayName(LPOLESTR name, int length) override;
+  STDMETHODIMP GetRegistryKey(DWORD section, HKEY* key) override;
+  STDMETHODIMP GetDSPath(DWORD, LPOLESTR path, int length) override;
+  STDMETHODIMP GetFileSysPath(DWORD section, LPOLESTR path, int length) override;
+  STDMETHODIMP GetOptions(DWORD* options) override;
+  STDMETHODIMP GetType(GROUP_POLICY_OBJECT_TYPE* type) override;
+  STDMETHODIMP GetHint(GROUP_POLICY_HINT_TYPE* hint) override;
+  STDMETHODIMP PolicyChanged(BOOL machine, BOOL add, GUID* extension, GUID* snapin) override;
+
+ private:
+  HRESULT LoadSection(bool machine);
+  HRESULT SaveSection(bool machine);
+  HRESULT BumpGptIni(bool machine);
+  std::wstring SectionFolder(bool machine) const { return m_folder + (machine ? L"\\Machine" : L"\\User"); }
+  std::wstring m_folder;
+  std::wstring m_root;  // below HKCU
+  HKEY m_keys[2] = {nullptr, nullptr};  // user, machine
+  std::atomic<ULONG> m_refs{1};
+};
+
+}  // namespace vx::console

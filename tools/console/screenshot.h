@@ -1,0 +1,12 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace vx::console {
+
+// Saves what the window shows on screen as a 24-bit BMP file.
+HRESULT SaveWindowBitmap(HWND window, const std::wstring& path);
+
+}  // namespace vx::console
