@@ -10,21 +10,6 @@ using VXTraceNS::CTraceScope;
 namespace vx::plugins {
 namespace {
 
-// Runs body as an operation's body: an error object gives its code, anything else E_UNEXPECTED
-// (exhausted memory E_OUTOFMEMORY). The caller traces the result under its own label.
-template <class Body>
-HRESULT Guarded(Body&& body) noexcept {
-  try {
-    return body();
-  } catch (const CHResultError& error) {
-    return error.Code();
-  } catch (const std::bad_alloc&) {
-    return CheckResult(E_OUTOFMEMORY, "E_OUTOFMEMORY", __FILE__, __LINE__);
-  } catch (...) {
-    return CheckResult(E_UNEXPECTED, "E_UNEXPECTED", __FILE__, __LINE__);
-  }
-}
-
 int HexDigit(char16_t c) {
   if (c >= u'0' && c <= u'9') return c - u'0';
   if (c >= u'A' && c <= u'F') return c - u'A' + 10;
@@ -160,7 +145,7 @@ HRESULT UIElements::AddElement(OrderedElements& orderedMap, UnorderedElements& u
                                std::u16string_view modulePath, bool expandSubElements,
                                ISiteCallback* pconfigUICallback) {
   CTraceScope scope("UIElements :: AddElement");
-  const HRESULT hr = Guarded([&]() -> HRESULT {
+  const HRESULT hr = HResultGuard([&]() -> HRESULT {
     ElementPtr cpelementRegisteredUI;
     VX_CHECK(m_factory.CreateInstance(modulePath, clsid, cpelementRegisteredUI));
     _COM_TEST_BOOL((0 != cpelementRegisteredUI));
@@ -242,7 +227,7 @@ HRESULT UIElements::LoadElements(bool expandSubElements) {
   CTraceScope scope("UIElements :: LoadElements");
   scope.Message("%ls", m_keyPath);
   RemoveAll();
-  const HRESULT hr = Guarded([&]() -> HRESULT {
+  const HRESULT hr = HResultGuard([&]() -> HRESULT {
     std::unique_ptr<platform::IRegistryKey> plugins;
     _W32_TEST_ERROR(m_registry.OpenKey(platform::RegistryRoot::LocalMachine, m_keyPath, KEY_READ, plugins));
 

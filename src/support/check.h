@@ -6,6 +6,7 @@
 #include <exception>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "platform/wintypes.h"
 #include "support/trace.h"
@@ -40,20 +41,25 @@ HRESULT CheckedHResult(T value) {
 }
 }  // namespace detail
 
-// Runs body (returning an HRESULT) as an operation's boundary: an error object becomes its code, any
-// other exception E_UNEXPECTED (exhausted memory E_OUTOFMEMORY); then the scope's result record.
+// Runs body (returning an HRESULT): an error object becomes its code, exhausted memory E_OUTOFMEMORY,
+// any other exception E_UNEXPECTED (both traced). For callers that write their own result record.
+template <class Body>
+HRESULT HResultGuard(Body&& body) noexcept {
+  try {
+    return body();
+  } catch (const CHResultError& error) {
+    return error.Code();
+  } catch (const std::bad_alloc&) {
+    return CheckResult(E_OUTOFMEMORY, "E_OUTOFMEMORY", __FILE__, __LINE__);
+  } catch (...) {
+    return CheckResult(E_UNEXPECTED, "E_UNEXPECTED", __FILE__, __LINE__);
+  }
+}
+
+// An operation's boundary: HResultGuard, then the scope's result record.
 template <class Body>
 HRESULT HResultBoundary(VXTraceNS::CTraceScope& scope, Body&& body) noexcept {
-  HRESULT hr = E_UNEXPECTED;
-  try {
-    hr = body();
-  } catch (const CHResultError& error) {
-    hr = error.Code();
-  } catch (const std::bad_alloc&) {
-    hr = CheckResult(E_OUTOFMEMORY, "E_OUTOFMEMORY", __FILE__, __LINE__);
-  } catch (...) {
-    hr = CheckResult(E_UNEXPECTED, "E_UNEXPECTED", __FILE__, __LINE__);
-  }
+  const HRESULT hr = HResultGuard(std::forward<Body>(body));
   VXTraceNS::TraceResult(scope, "", hr);
   return hr;
 }

@@ -35,20 +35,6 @@ class CSystemLocaleScope {
   LCID m_saved;
 };
 
-// Like HResultBoundary, but the caller writes the result record with its own text.
-template <class Body>
-HRESULT Guarded(Body&& body) noexcept {
-  try {
-    return body();
-  } catch (const CHResultError& error) {
-    return error.Code();
-  } catch (const std::bad_alloc&) {
-    return CheckResult(E_OUTOFMEMORY, "E_OUTOFMEMORY", __FILE__, __LINE__);
-  } catch (...) {
-    return CheckResult(E_UNEXPECTED, "E_UNEXPECTED", __FILE__, __LINE__);
-  }
-}
-
 HRESULT LastErrorResult() {
   const DWORD error = GetLastError();
   return error == 0 ? E_FAIL : HRESULT_FROM_WIN32(error);
@@ -139,7 +125,7 @@ void UpdateRegistry(HMODULE module, bool registering, bool perUser, VXTraceNS::C
 HRESULT CVXAdminSnapinModule::RegisterServer() {
   VXTraceNS::CTraceScope scope("DllRegisterServer");
   CSystemLocaleScope locale;
-  const HRESULT hr = Guarded([&]() -> HRESULT {
+  const HRESULT hr = HResultGuard([&]() -> HRESULT {
     UpdateRegistry(m_module, true, m_perUser, scope);
     RegisterTypeLibrary(ModulePath(m_module), m_perUser, scope);
     return S_OK;
@@ -155,7 +141,7 @@ HRESULT CVXAdminSnapinModule::UnregisterServer() {
   KELT_SDK::CUnregisterComponents components(pluginRegistry);
   scope.Message("Plugins key: 0x%08X", static_cast<DWORD>(components.OpenResult()));
   CSystemLocaleScope locale;
-  const HRESULT hr = Guarded([&]() -> HRESULT {
+  const HRESULT hr = HResultGuard([&]() -> HRESULT {
     UpdateRegistry(m_module, false, m_perUser, scope);
     UnregisterTypeLibrary(ModulePath(m_module), m_perUser, scope);
     return S_OK;
