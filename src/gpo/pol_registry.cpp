@@ -47,9 +47,10 @@ void DeleteTree(IRegistryKey& parent, const std::u16string& name) {
   _W32_TEST_ERROR(parent.DeleteKey(name));
 }
 
-void ApplyRecord(IRegistryKey& root, const PolRecord& record) {
+void ApplyRecord(IRegistryKey& root, const PolRecord& record, PolMarkers markers) {
   std::u16string target;
-  const PolAction action = ClassifyRecord(record, &target);
+  PolAction action = ClassifyRecord(record, &target);
+  if (markers == PolMarkers::Keep && action != PolAction::CreateKey) action = PolAction::SetValue;
   if (action == PolAction::SecureKey) return;
   if (action == PolAction::SetValue || action == PolAction::CreateKey) {
     std::unique_ptr<IRegistryKey> key;
@@ -110,11 +111,11 @@ void DumpKey(IRegistryKey& key, const std::u16string& path, std::vector<PolRecor
 
 }  // namespace
 
-HRESULT ApplyRegistryPol(platform::IRegistryKey& root, const std::vector<PolRecord>& records) {
+HRESULT ApplyRegistryPol(platform::IRegistryKey& root, const std::vector<PolRecord>& records, PolMarkers markers) {
   VXTraceNS::CTraceScope scope("PolRegistry::Apply");
   return HResultBoundary(scope, [&] {
     scope.Message("%zu records", records.size());
-    for (const PolRecord& record : records) ApplyRecord(root, record);
+    for (const PolRecord& record : records) ApplyRecord(root, record, markers);
     return S_OK;
   });
 }

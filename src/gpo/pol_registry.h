@@ -11,12 +11,20 @@
 
 namespace vx::gpo {
 
+// What the deletion markers do when records are applied.
+enum class PolMarkers {
+  Apply,  // as a client applies a policy: delete what they name
+  Keep,   // as an editor keeps a GPO: each marker is a value of its own name, so it is written back
+};
+
 // Applies the records in their order below root. Values are set with their exact type and bytes; an
-// empty value name without data creates the key; the deletion markers (**del.<name>, **delvals.,
-// **DeleteValues, **DeleteKeys) delete from the key if it exists; **SecureKey is skipped, as a private
-// key has no security of its own to reset. The first failing registry call stops the work and gives
+// empty value name without data creates the key. With PolMarkers::Apply the deletion markers
+// (**del.<name>, **delvals., **DeleteValues, **DeleteKeys) delete from the key if it exists and
+// **SecureKey is skipped, as a private key has no security of its own to reset; with Keep every
+// marker is set as a value like any other. The first failing registry call stops the work and gives
 // its error as an HRESULT.
-HRESULT ApplyRegistryPol(platform::IRegistryKey& root, const std::vector<PolRecord>& records);
+HRESULT ApplyRegistryPol(platform::IRegistryKey& root, const std::vector<PolRecord>& records,
+                         PolMarkers markers = PolMarkers::Apply);
 
 // Every setting below root as plain records: each key's values in enumeration order (its default
 // value under the empty name), then its subkeys, depth first in enumeration order; a key that holds

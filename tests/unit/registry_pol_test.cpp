@@ -276,6 +276,22 @@ TEST_F(PolRegistryTest, DeletionMarkersRemoveWhatTheyName) {
             "          y = REG_DWORD 0x00000005\n");
 }
 
+// An editor's image of a GPO keeps the markers, so a file loaded and written back loses none of them.
+TEST_F(PolRegistryTest, KeptMarkersAreValuesThatDumpBackAsTheyStood) {
+  const std::u16string k = u"Software\\Policies\\Vx";
+  const std::vector<PolRecord> file = {{k, u"a", REG_DWORD, Dword(1)},
+                                       {k, u"**del.b", REG_SZ, Utf16Z(u" ")},
+                                       {k, u"**delvals.", REG_SZ, Utf16Z(u" ")},
+                                       {k, u"**DeleteValues", REG_SZ, Utf16Z(u"x;y")},
+                                       {k, u"**DeleteKeys", REG_SZ, Utf16Z(u"Sub")},
+                                       {k, u"**SecureKey", REG_DWORD, Dword(1)},
+                                       {k + u"\\Empty", u"", REG_NONE, {}}};
+  ASSERT_EQ(ApplyRegistryPol(*root, file, PolMarkers::Keep), S_OK);
+  std::vector<PolRecord> dumped;
+  ASSERT_EQ(DumpRegistryPol(*root, dumped), S_OK);
+  EXPECT_EQ(dumped, file);
+}
+
 TEST_F(PolRegistryTest, DumpGivesPlainRecordsThatReloadToTheSameSettings) {
   std::vector<PolRecord> dumped;
   ASSERT_EQ(DumpRegistryPol(*root, dumped), S_OK);
