@@ -40,6 +40,15 @@ HRESULT GetInformation(IGpoInformationSource* source, std::shared_ptr<policy::IG
   return scope.Result(hr);
 }
 
+// A GPO in which no setting of the system was ever saved has no application key: its policies are
+// simply not configured, and the administrator must be able to configure them. Any other failure
+// of the store fails the load.
+bool IsNewGpo(HRESULT loaded, bool rsopMode, CTraceScope& scope) {
+  if (rsopMode || loaded != HResultFromWin32(ERROR_FILE_NOT_FOUND)) return false;
+  scope.Message("The GPO has no application key: not configured");
+  return true;
+}
+
 }  // namespace
 
 NodeIdentity IdentityOf(ScopeNodeKind kind) {
@@ -122,10 +131,11 @@ HRESULT CPolicyNode::Load(IGpoInformationSource* source) {
 
     policy::CGPOAuthPolicy gpoauthpolicy;
     gpoauthpolicy.SetRsopData(m_pRsop);
-    Check(gpoauthpolicy.Load(cpgpeinformation.get(), m_GPOSection, pauthpolicysetting->lpcwszSettingName),
-          "gpoauthpolicy.Load(cpgpeinformation, GPOSection(), "
-          "pauthpolicysetting->authpolicyname.lpcwszSettingName)",
-          __LINE__);
+    const HRESULT loaded = gpoauthpolicy.Load(cpgpeinformation.get(), m_GPOSection, pauthpolicysetting->lpcwszSettingName);
+    if (!IsNewGpo(loaded, IsRsopMode(), scope))
+      Check(loaded, "gpoauthpolicy.Load(cpgpeinformation, GPOSection(), "
+            "pauthpolicysetting->authpolicyname.lpcwszSettingName)",
+            __LINE__);
 
     pauthpolicysetting->masks.assign(gpoauthpolicy.Masks().begin(), gpoauthpolicy.Masks().end());
     m_fDisabled = gpoauthpolicy.IsDisabled();
@@ -251,8 +261,9 @@ HRESULT CEnrollmentPolicyNode::Load(IGpoInformationSource* source) {
     std::shared_ptr<policy::IGpoInformation> cpgpeinformation;
     if (!m_pRsop.IsRsopMode())
       Check(GetInformation(source, cpgpeinformation), "GetGPEInformation(&cpgpeinformation)", __LINE__);
-    Check(gpoauthpolicy.Load(cpgpeinformation.get(), m_GPOSection, policy::GPO_DisableCredentials),
-          "gpoauthpolicy.Load(cpgpeinformation, GPOSection(), GPO_DisableCredentials)", __LINE__);
+    const HRESULT loaded = gpoauthpolicy.Load(cpgpeinformation.get(), m_GPOSection, policy::GPO_DisableCredentials);
+    if (!IsNewGpo(loaded, m_pRsop.IsRsopMode(), scope))
+      Check(loaded, "gpoauthpolicy.Load(cpgpeinformation, GPOSection(), GPO_DisableCredentials)", __LINE__);
     m_policy = std::move(gpoauthpolicy);
     return S_OK;
   });

@@ -191,6 +191,18 @@ TEST_F(NodeTree, NoPluginsShowsTheErrorBoxAndNoItems) {
   EXPECT_TRUE(Has(Traced('E'), ": AuthNode] E_UNEXPECTED"));
 }
 
+TEST_F(NodeTree, AGpoWithoutTheApplicationKeyShowsEveryPolicyNotConfigured) {
+  RegisterTokens();
+  CAuthenticationNode machine(ports, kMachine, {});
+  ASSERT_EQ(machine.Load(&source), S_OK);
+  ASSERT_EQ(machine.Items().size(), 3u);
+  for (const auto& item : machine.Items()) EXPECT_EQ(item->GetResultPaneColInfo(1), u"Not configured");
+  CEnrollmentNode enrollment(ports, kUser, {});
+  ASSERT_EQ(enrollment.Load(&source), S_OK);
+  EXPECT_EQ(enrollment.Item()->GetResultPaneColInfo(1), u"Not configured");
+  EXPECT_TRUE(Has(Traced('U'), "The GPO has no application key: not configured"));
+}
+
 TEST_F(NodeTree, OneFailingItemFailsTheWholeLoad) {
   RegisterTokens();
   ApplicationKey(kMachine);
