@@ -465,27 +465,7 @@ TEST_F(SnapinWine, AuthenticationListsThePoliciesOfTheSection) {
   EXPECT_TRUE(console.results.cookies.empty());
 }
 
-TEST_F(SnapinWine, UserSectionShowsTheRuntimePolicyOnly) {
-  RegisterSamples();
-  SavePolicy(1, vx::policy::kRuntimePolicy, true);
-  ASSERT_NO_FATAL_FAILURE(ExpandDown(1));
-  std::vector<ResultRecord> items;
-  ASSERT_EQ(Show("[DNL]Authentication", items), S_OK);
-  ASSERT_EQ(items.size(), 1u);
-  EXPECT_EQ(items[0].state, "#286");  // disabled
-}
-
-TEST_F(SnapinWine, WithoutPluginsAuthenticationShowsAnErrorAndNoItems) {
-  SavePolicy(2, vx::policy::kLogonPolicy, false);
-  ASSERT_NO_FATAL_FAILURE(ExpandDown(2));
-  std::vector<ResultRecord> items;
-  EXPECT_EQ(Show("[DNL]Authentication", items), E_UNEXPECTED);
-  EXPECT_TRUE(items.empty());
-  ASSERT_EQ(boxes.shown.size(), 1u);
-  EXPECT_EQ(boxes.shown[0].text, "#6");
-  EXPECT_EQ(boxes.shown[0].caption, "#138");
-  EXPECT_EQ(boxes.shown[0].type & MB_ICONERROR, static_cast<UINT>(MB_ICONERROR));
-}
+// The user section, the missing plug-ins box and the column texts in real windows: console_wine_test.
 
 TEST_F(SnapinWine, RsopExpansionInsertsTheProductNodeOnce) {
   ComPtr<IVXRsopSnapinMode> mode;
@@ -504,6 +484,10 @@ TEST_F(SnapinWine, RsopExpansionInsertsTheProductNodeOnce) {
 
   // Its data object carries the namespace in the user format only.
   ComPtr<IDataObject> object = ScopeObject(console.nameSpace.inserted[0]);
+  // The snap-in's own nodes below it expand as in the editor.
+  ASSERT_EQ(data->Notify(object.Get(), MMCN_EXPAND, TRUE, console.nameSpace.inserted[0].id), S_OK);
+  ASSERT_EQ(console.nameSpace.inserted.size(), 2u);
+  EXPECT_EQ(console.nameSpace.inserted[1].name, "[DNL]Security");
   const std::vector<BYTE> bytes = DataOf(object.Get(), Formats().rsopUserNamespace);
   EXPECT_EQ(Narrow(reinterpret_cast<const wchar_t*>(bytes.data())), "\\\\.\\root\\rsop\\test\\User");
   HRESULT hr = S_OK;

@@ -183,7 +183,9 @@ HRESULT CComputerSnapin::Notify(LPDATAOBJECT object, MMC_NOTIFY_TYPE event, LPAR
       CScopeItem* item = ItemFromCookie(static_cast<MMC_COOKIE>(param));
       return item ? PropertyChange(*item) : S_FALSE;
     }
-    if (m_bRsop != VARIANT_FALSE) {
+    // In RSoP mode the console's own node is expanded once, into the product node; the nodes below
+    // it are the snap-in's own and expand as in the editor, or the branch could not be browsed.
+    if (m_bRsop != VARIANT_FALSE && CDataObject::ContentOf(object) == nullptr) {
       if (event == MMCN_EXPAND) {
         if (m_fExpanded != 0) return S_FALSE;
         if (m_rsop->Namespace().empty()) {
