@@ -33,7 +33,7 @@ bench: native
 	build/native/bench/trace_bench --benchmark_min_time=0.3 --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 
 demo: windows
-	@scripts/demo
+	@scripts/demo $(DEMO)
 
 clean:
 	rm -rf build

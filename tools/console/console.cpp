@@ -1,7 +1,10 @@
 // A console host for namespace extensions of the editor's Software Settings nodes: a tree and a
 // result list in real common controls, driven through the console interfaces as the editor does.
 //
-//   console.exe <GPO folder> [--expand-to NAME] [--screenshot FILE.bmp] [--exit]
+//   console.exe (<GPO folder> | --rsop FIXTURE) [--user] [--expand-to NAME] [--screenshot FILE.bmp] [--exit]
+//
+// With --rsop the host is the RSoP console over a fixture file of applied settings instead of the
+// editor over a GPO folder. --expand-to looks below the computer root, or the user root with --user.
 #include <windows.h>
 
 #include <commctrl.h>
@@ -19,6 +22,7 @@
 
 #include "console_host.h"
 #include "gpo_folder.h"
+#include "rsop_root.h"
 #include "screenshot.h"
 
 using Microsoft::WRL::ComPtr;
@@ -27,15 +31,22 @@ using namespace vx::console;
 namespace {
 
 struct Options {
-  std::wstring folder, expandTo, screenshot;
-  bool exitAfter = false;
+  std::wstring folder, rsop, expandTo, screenshot;
+  bool user = false, exitAfter = false;
 };
+
+constexpr wchar_t kUsage[] =
+    L"usage: console.exe (<GPO folder> | --rsop FIXTURE) [--user] [--expand-to NAME] [--screenshot FILE.bmp] [--exit]\n";
 
 bool ParseArguments(int argc, wchar_t** argv, Options& options) {
   for (int i = 1; i < argc; ++i) {
     const std::wstring arg = argv[i];
     if (arg == L"--expand-to" && i + 1 < argc) {
       options.expandTo = argv[++i];
+    } else if (arg == L"--rsop" && i + 1 < argc) {
+      options.rsop = argv[++i];
+    } else if (arg == L"--user") {
+      options.user = true;
     } else if (arg == L"--screenshot" && i + 1 < argc) {
       options.screenshot = argv[++i];
     } else if (arg == L"--exit") {
@@ -46,7 +57,12 @@ bool ParseArguments(int argc, wchar_t** argv, Options& options) {
       return false;
     }
   }
-  return !options.folder.empty();
+  return options.folder.empty() != options.rsop.empty();  // one of the two
+}
+
+std::vector<ConsoleRoot> RsopRoots(IRSOPInformation* information) {
+  return {{kRsopMachineNodeType, L"Computer Configuration\\Software Settings", kIidRsopInformation, information},
+          {kRsopUserNodeType, L"User Configuration\\Software Settings", kIidRsopInformation, information}};
 }
 
 constexpr UINT_PTR kShowTimer = 1;
@@ -56,21 +72,35 @@ constexpr UINT_PTR kShowTimer = 1;
 int wmain(int argc, wchar_t** argv) {
   Options options;
   if (!ParseArguments(argc, argv, options)) {
-    std::fwprintf(stderr, L"usage: console.exe <GPO folder> [--expand-to NAME] [--screenshot FILE.bmp] [--exit]\n");
+    std::fwprintf(stderr, kUsage);
     return 2;
   }
   if (FAILED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;
   int code = 0;
   {
     GpoFolder gpo(options.folder);
-    HRESULT hr = gpo.Load();
+    RsopFixture fixture;
+    std::vector<ConsoleRoot> roots;
+    std::wstring error;
+    HRESULT hr = S_OK;
+    if (!options.rsop.empty()) {
+      hr = fixture.Load(options.rsop, error);
+      if (SUCCEEDED(hr)) hr = fixture.Register();
+      roots = RsopRoots(fixture.Information());
+    } else {
+      hr = gpo.Load();
+      error = gpo.Error();
+      roots = EditorRoots(&gpo);
+    }
     if (FAILED(hr)) {
-      std::fwprintf(stderr, L"console: cannot load the GPO folder %ls (0x%08lX)\n", options.folder.c_str(),
-                    static_cast<unsigned long>(hr));
+      // The error text names the file and where in it.
+      if (error.empty()) error = options.rsop.empty() ? options.folder : options.rsop;
+      std::fwprintf(stderr, L"console: cannot open %ls (0x%08lX)\n", error.c_str(), static_cast<unsigned long>(hr));
       ::CoUninitialize();
       return 1;
     }
-    ConsoleHost host(&gpo);
+    ConsoleHost host(std::move(roots));
+    host.QuitWhenClosed();
     hr = host.Create();
     if (FAILED(hr)) {
       std::fwprintf(stderr, L"console: cannot create the main window (0x%08lX)\n", static_cast<unsigned long>(hr));
@@ -79,7 +109,7 @@ int wmain(int argc, wchar_t** argv) {
     }
     const size_t loaded = host.LoadExtensions();
     std::fwprintf(stdout, L"console: %zu extension(s) loaded\n", loaded);
-    if (!options.expandTo.empty() && !host.ExpandTo(options.expandTo)) {
+    if (!options.expandTo.empty() && !host.ExpandTo(options.expandTo, options.user ? 1 : 0)) {
       std::fwprintf(stderr, L"console: no node named \"%ls\"\n", options.expandTo.c_str());
       code = 3;
     }

@@ -11,9 +11,6 @@ using Microsoft::WRL::ComPtr;
 namespace vx::console {
 namespace {
 
-// The editor's Software Settings node types (machine, user).
-constexpr GUID kMachineSoftwareSettings = {0x8FC0B73A, 0xA0E1, 0x11D1, {0xA7, 0xD3, 0x00, 0x00, 0xF8, 0x75, 0x71, 0xE3}};
-constexpr GUID kUserSoftwareSettings = {0x8FC0B73C, 0xA0E1, 0x11D1, {0xA7, 0xD3, 0x00, 0x00, 0xF8, 0x75, 0x71, 0xE3}};
 constexpr wchar_t kWindowClass[] = L"VXConsoleHost";
 const LPOLESTR kCallback = reinterpret_cast<LPOLESTR>(static_cast<INT_PTR>(-1));
 
@@ -46,6 +43,11 @@ bool NameMatches(const std::wstring& text, const std::wstring& name) {
 }
 
 }  // namespace
+
+std::vector<ConsoleRoot> EditorRoots(IGPEInformation* gpe) {
+  return {{kMachineSoftwareSettings, L"Computer Configuration\\Software Settings", IID_IGPEInformation, gpe},
+          {kUserSoftwareSettings, L"User Configuration\\Software Settings", IID_IGPEInformation, gpe}};
+}
 
 HRESULT ConsoleHost::Create() {
   INITCOMMONCONTROLSEX controls{sizeof(controls), ICC_TREEVIEW_CLASSES | ICC_LISTVIEW_CLASSES};
@@ -106,20 +108,19 @@ int ConsoleHost::AddExtension(const CLSID& clsid) {
   return index;
 }
 
-void ConsoleHost::AddRoot(const GUID& type, const wchar_t* text) {
+void ConsoleHost::AddRoot(const ConsoleRoot& root) {
   auto node = std::make_unique<ScopeNode>();
-  node->rootType = type;
-  for (const CLSID& clsid : RegisteredExtensions(type)) {
+  node->root = &root;
+  for (const CLSID& clsid : RegisteredExtensions(root.nodeType)) {
     const int index = AddExtension(clsid);
     if (index >= 0) node->rootExtensions.push_back(index);
   }
-  AddTreeItem(TVI_ROOT, text, node.get(), !node->rootExtensions.empty());
+  AddTreeItem(TVI_ROOT, root.text, node.get(), !node->rootExtensions.empty());
   m_nodes.push_back(std::move(node));
 }
 
 size_t ConsoleHost::LoadExtensions() {
-  AddRoot(kMachineSoftwareSettings, L"Computer Configuration\\Software Settings");
-  AddRoot(kUserSoftwareSettings, L"User Configuration\\Software Settings");
+  for (const ConsoleRoot& root : m_roots) AddRoot(root);
   return m_extensions.size();
 }
 
@@ -166,7 +167,8 @@ void ConsoleHost::EnsureExpanded(HTREEITEM item) {
   node->expanded = true;
   const LPARAM param = reinterpret_cast<LPARAM>(item);
   if (node->extension < 0) {
-    ComPtr<EditorNode> root(new EditorNode(node->rootType, m_gpe));
+    const ConsoleRoot& spec = *node->root;
+    ComPtr<EditorNode> root(new EditorNode(spec.nodeType, spec.offeredIid, spec.offered));
     root->Release();  // the ComPtr holds the only reference
     for (int index : node->rootExtensions) {
       m_current = index;
@@ -228,12 +230,74 @@ HTREEITEM ConsoleHost::Find(HTREEITEM first, const std::wstring& name) {
   return nullptr;
 }
 
-bool ConsoleHost::ExpandTo(const std::wstring& name) {
-  HTREEITEM found = Find(TreeView_GetRoot(m_tree), name);
+bool ConsoleHost::ExpandTo(const std::wstring& name, size_t root) {
+  HTREEITEM start = TreeView_GetRoot(m_tree);
+  for (size_t i = 0; i < root && start; ++i) start = TreeView_GetNextSibling(m_tree, start);
+  if (!start) return false;
+  EnsureExpanded(start);
+  HTREEITEM found = NameMatches(TextOf(start), name) ? start : Find(TreeView_GetChild(m_tree, start), name);
+  if (!found) return false;
+  TreeView_Expand(m_tree, start, TVE_EXPAND);
+  TreeView_EnsureVisible(m_tree, found);
+  TreeView_SelectItem(m_tree, found);
+  ::SetFocus(m_tree);
+  return true;
+}
+
+HTREEITEM ConsoleHost::FindPath(const std::vector<std::wstring>& path) {
+  HTREEITEM item = nullptr;
+  HTREEITEM level = TreeView_GetRoot(m_tree);
+  for (const std::wstring& name : path) {
+    if (item) {
+      EnsureExpanded(item);
+      TreeView_Expand(m_tree, item, TVE_EXPAND);
+      level = TreeView_GetChild(m_tree, item);
+    }
+    item = nullptr;
+    for (HTREEITEM candidate = level; candidate; candidate = TreeView_GetNextSibling(m_tree, candidate)) {
+      if (NameMatches(TextOf(candidate), name)) {
+        item = candidate;
+        break;
+      }
+    }
+    if (!item) return nullptr;
+  }
+  return item;
+}
+
+bool ConsoleHost::Select(const std::vector<std::wstring>& path) {
+  HTREEITEM found = FindPath(path);
   if (!found) return false;
   TreeView_EnsureVisible(m_tree, found);
   TreeView_SelectItem(m_tree, found);
+  ::SetFocus(m_tree);
   return true;
+}
+
+std::vector<std::wstring> ConsoleHost::Children(const std::vector<std::wstring>& path) {
+  std::vector<std::wstring> names;
+  HTREEITEM parent = FindPath(path);
+  if (!parent) return names;
+  EnsureExpanded(parent);
+  TreeView_Expand(m_tree, parent, TVE_EXPAND);
+  for (HTREEITEM child = TreeView_GetChild(m_tree, parent); child; child = TreeView_GetNextSibling(m_tree, child))
+    names.push_back(TextOf(child));
+  return names;
+}
+
+std::vector<std::vector<std::wstring>> ConsoleHost::ResultRows() const {
+  std::vector<std::vector<std::wstring>> rows;
+  const int count = ListView_GetItemCount(m_list);
+  for (int row = 0; row < count; ++row) {
+    std::vector<std::wstring> texts;
+    for (int column = 0; column < 2; ++column) {
+      wchar_t text[260] = {};
+      ListView_GetItemText(m_list, row, column, text, 260);
+      texts.emplace_back(text);
+    }
+    rows.push_back(std::move(texts));
+  }
+  return rows;
 }
 
 void ConsoleHost::Shutdown() {
@@ -306,7 +370,7 @@ LRESULT CALLBACK ConsoleHost::WindowProc(HWND window, UINT message, WPARAM wPara
       case WM_DESTROY:
         host->HideNode();
         host->m_window = nullptr;
-        ::PostQuitMessage(0);
+        if (host->m_quitWhenClosed) ::PostQuitMessage(0);
         return 0;
       default:
         break;

@@ -19,15 +19,39 @@
 
 namespace vx::console {
 
+// One root of the host's tree: a console node that extensions register for, with the interface its
+// data object offers them (the editor's IGPEInformation, or the RSoP console's IRSOPInformation).
+struct ConsoleRoot {
+  GUID nodeType;
+  std::wstring text;
+  IID offeredIid;
+  IUnknown* offered;  // outlives the host
+};
+
+// The editor's Software Settings node types (machine, user).
+inline constexpr GUID kMachineSoftwareSettings = {0x8FC0B73A, 0xA0E1, 0x11D1, {0xA7, 0xD3, 0x00, 0x00, 0xF8, 0x75, 0x71, 0xE3}};
+inline constexpr GUID kUserSoftwareSettings = {0x8FC0B73C, 0xA0E1, 0x11D1, {0xA7, 0xD3, 0x00, 0x00, 0xF8, 0x75, 0x71, 0xE3}};
+
+// The editor's two roots over a GPO.
+std::vector<ConsoleRoot> EditorRoots(IGPEInformation* gpe);
+
 class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IResultData {
  public:
-  explicit ConsoleHost(IGPEInformation* gpe) : m_gpe(gpe) {}
+  explicit ConsoleHost(std::vector<ConsoleRoot> roots) : m_roots(std::move(roots)) {}
   HRESULT Create();
-  // Creates every extension registered for the two Software Settings node types and inserts the roots.
+  // Creates every extension registered for the roots' node types and inserts the roots.
   size_t LoadExtensions();
-  // Expands the tree down to the first node of that name and selects it.
-  bool ExpandTo(const std::wstring& name);
+  // Expands the tree below the root of that index down to the first node of that name and selects it.
+  bool ExpandTo(const std::wstring& name, size_t root = 0);
+  // Expands and selects the node at that path of display names (the first name is a root's); a
+  // name matches with or without a leading "[...]" tag.
+  bool Select(const std::vector<std::wstring>& path);
+  // What the windows show: the names below a tree node (expanding it), and the result rows.
+  std::vector<std::wstring> Children(const std::vector<std::wstring>& path);
+  std::vector<std::vector<std::wstring>> ResultRows() const;
   void OnTimer(std::function<void()> action) { m_timer = std::move(action); }
+  // The program's main window ends the message loop when it closes; a host inside a test does not.
+  void QuitWhenClosed() { m_quitWhenClosed = true; }
   void Shutdown();
   HWND Window() const { return m_window; }
 
@@ -89,7 +113,7 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   struct ScopeNode {
     int extension = -1;  // -1: one of the editor's roots
     MMC_COOKIE cookie = 0;
-    GUID rootType{};
+    const ConsoleRoot* root = nullptr;  // for a root: what it is
     std::vector<int> rootExtensions;  // for a root: the extensions registered for its node type
     bool expanded = false;
   };
@@ -106,17 +130,19 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   HRESULT ScopeObject(const ScopeNode& node, Microsoft::WRL::ComPtr<IDataObject>& object);
   HTREEITEM Find(HTREEITEM first, const std::wstring& name);
   int AddExtension(const CLSID& clsid);
-  void AddRoot(const GUID& type, const wchar_t* text);
+  void AddRoot(const ConsoleRoot& root);
+  HTREEITEM FindPath(const std::vector<std::wstring>& path);
   void RefreshResults();
   void OpenProperties(int row);
 
-  IGPEInformation* m_gpe;
+  std::vector<ConsoleRoot> m_roots;
   HWND m_window = nullptr, m_tree = nullptr, m_list = nullptr;
   std::vector<Extension> m_extensions;
   std::vector<std::unique_ptr<ScopeNode>> m_nodes;
   int m_current = -1;  // the extension the host is calling; it owns what it inserts
   HTREEITEM m_shown = nullptr;
   bool m_refreshing = false;
+  bool m_quitWhenClosed = false;
   std::function<void()> m_timer;
   std::atomic<ULONG> m_refs{1};
 };

@@ -1,5 +1,6 @@
-// The editor's Software Settings node as its data object: the node type in the console's formats,
-// and the editor's GPO information through QueryInterface(IID_IGPEInformation).
+// A console root node as its data object: the node type in the console's formats, and the console's
+// own interface behind it through QueryInterface — the editor's IGPEInformation for its Software
+// Settings nodes, the RSoP console's IRSOPInformation for its own.
 #pragma once
 
 #include <windows.h>
@@ -15,12 +16,13 @@ namespace vx::console {
 
 class EditorNode final : public IDataObject {
  public:
-  EditorNode(const GUID& type, IGPEInformation* gpe) : m_type(type), m_gpe(gpe) {}
+  EditorNode(const GUID& type, const IID& offeredIid, IUnknown* offered)
+      : m_type(type), m_offeredIid(offeredIid), m_offered(offered) {}
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
     if (!out) return E_POINTER;
     *out = nullptr;
-    if (iid == IID_IGPEInformation && m_gpe) return m_gpe->QueryInterface(iid, out);
+    if (iid == m_offeredIid && m_offered) return m_offered->QueryInterface(iid, out);
     if (iid != IID_IUnknown && iid != IID_IDataObject) return E_NOINTERFACE;
     *out = static_cast<IDataObject*>(this);
     AddRef();
@@ -65,7 +67,8 @@ class EditorNode final : public IDataObject {
     return S_OK;
   }
   GUID m_type;
-  IGPEInformation* m_gpe;
+  IID m_offeredIid;
+  IUnknown* m_offered;  // outlives every root object
   std::atomic<ULONG> m_refs{1};
 };
 

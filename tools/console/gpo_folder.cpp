@@ -63,13 +63,24 @@ HRESULT GpoFolder::LoadSection(bool machine) {
   const std::wstring path = m_root + (machine ? L"\\Machine" : L"\\User");
   LONG status = ::RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
   if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(status);
+  const std::wstring file = SectionFolder(machine) + L"\\Registry.pol";
   std::vector<BYTE> bytes;
-  if (!ReadFileBytes(SectionFolder(machine) + L"\\Registry.pol", bytes)) return S_OK;  // an empty section
+  if (::GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES) return S_OK;  // an empty section
+  if (!ReadFileBytes(file, bytes)) {
+    m_error = file + L": cannot be read";
+    return HRESULT_FROM_WIN32(ERROR_READ_FAULT);
+  }
   std::vector<gpo::PolRecord> records;
   gpo::PolError error;
-  if (!gpo::ParseRegistryPol(bytes, records, error)) return HRESULT_FROM_WIN32(ERROR_INVALID_DATA);
+  if (!gpo::ParseRegistryPol(bytes, records, error)) {
+    const std::u16string text = error.Text();
+    m_error = file + L": " + std::wstring(text.begin(), text.end());
+    return HRESULT_FROM_WIN32(ERROR_INVALID_DATA);
+  }
   std::unique_ptr<platform::IRegistryKey> root = platform::WrapRegistryKey(key, false);
-  return gpo::ApplyRegistryPol(*root, records);
+  const HRESULT hr = gpo::ApplyRegistryPol(*root, records, gpo::PolMarkers::Keep);
+  if (FAILED(hr)) m_error = file + L": its settings cannot be loaded";
+  return hr;
 }
 
 HRESULT GpoFolder::SaveSection(bool machine) {

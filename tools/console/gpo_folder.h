@@ -1,6 +1,7 @@
 // The editor's GPO as a folder on disk: gpt.ini, Machine/Registry.pol and User/Registry.pol. Each
 // Registry.pol is loaded into a private key below HKCU\Software\VXConsoleHost\<pid> while the host
-// runs; PolicyChanged writes a section back and raises the version in gpt.ini.
+// runs, deletion markers kept as values as the editor keeps them; PolicyChanged writes a section back
+// and raises the version in gpt.ini.
 #pragma once
 
 #include <windows.h>
@@ -17,7 +18,10 @@ class GpoFolder final : public IGPEInformation {
  public:
   explicit GpoFolder(std::wstring folder) : m_folder(std::move(folder)) {}
   ~GpoFolder();
-  HRESULT Load();  // both sections into their private keys
+  // Both sections into their private keys. A Registry.pol that cannot be read is refused as a whole
+  // (Error() names the file and the byte offset): the host never writes back less than a file held.
+  HRESULT Load();
+  const std::wstring& Error() const { return m_error; }
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
   STDMETHODIMP_(ULONG) AddRef() override { return ++m_refs; }
@@ -39,6 +43,7 @@ class GpoFolder final : public IGPEInformation {
   std::wstring SectionFolder(bool machine) const { return m_folder + (machine ? L"\\Machine" : L"\\User"); }
   std::wstring m_folder;
   std::wstring m_root;  // below HKCU
+  std::wstring m_error;
   HKEY m_keys[2] = {nullptr, nullptr};  // user, machine
   std::atomic<ULONG> m_refs{1};
 };

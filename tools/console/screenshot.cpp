@@ -4,10 +4,31 @@
 #include <vector>
 
 namespace vx::console {
+namespace {
+
+// Wine draws into window surfaces that reach the screen while the thread handles its messages.
+void LetPaintingReachTheScreen() {
+  for (int i = 0; i < 10; ++i) {
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+      if (message.message == WM_QUIT) {
+        ::PostQuitMessage(static_cast<int>(message.wParam));
+        return;
+      }
+      ::TranslateMessage(&message);
+      ::DispatchMessageW(&message);
+    }
+    ::Sleep(20);
+  }
+}
+
+}  // namespace
 
 HRESULT SaveWindowBitmap(HWND window, const std::wstring& path) {
+  // The client area: without a window manager (Xvfb) nobody draws the frame and caption.
   RECT rect;
-  if (!::GetWindowRect(window, &rect)) return HRESULT_FROM_WIN32(::GetLastError());
+  if (!::GetClientRect(window, &rect)) return HRESULT_FROM_WIN32(::GetLastError());
+  ::MapWindowPoints(window, nullptr, reinterpret_cast<POINT*>(&rect), 2);
   const int width = rect.right - rect.left, height = rect.bottom - rect.top;
   HDC screen = ::GetDC(nullptr);
   HDC memory = ::CreateCompatibleDC(screen);
@@ -16,6 +37,7 @@ HRESULT SaveWindowBitmap(HWND window, const std::wstring& path) {
   // A copy of the screen: the window is brought to the top first (PrintWindow leaves the children out).
   ::SetForegroundWindow(window);
   ::RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
+  if (::GetWindowThreadProcessId(window, nullptr) == ::GetCurrentThreadId()) LetPaintingReachTheScreen();
   ::BitBlt(memory, 0, 0, width, height, screen, rect.left, rect.top, SRCCOPY);
   ::SelectObject(memory, old);
 

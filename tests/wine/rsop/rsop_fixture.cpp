@@ -4,33 +4,16 @@
 
 #include "rsop/rsop_test_server.h"
 
-#include <oleauto.h>
-
 namespace vx::rsop::testserver {
 
 namespace {
 
 constexpr wchar_t kKey[] = L"Software\\Policies\\Vantorix\\Applications\\{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}";
 
-FixtureValue Null() { return {}; }
-FixtureValue Text(std::wstring text) {
-  FixtureValue v;
-  v.kind = FixtureValue::Kind::Text;
-  v.text = std::move(text);
-  return v;
-}
-FixtureValue Int(LONG number) {
-  FixtureValue v;
-  v.kind = FixtureValue::Kind::Int32;
-  v.number = number;
-  return v;
-}
-FixtureValue Bool(bool value) {
-  FixtureValue v;
-  v.kind = FixtureValue::Kind::Boolean;
-  v.number = value ? 1 : 0;
-  return v;
-}
+FixtureValue Null() { return FixtureValue::Null(); }
+FixtureValue Text(std::wstring text) { return FixtureValue::Text(std::move(text)); }
+FixtureValue Int(LONG number) { return FixtureValue::Int(number); }
+FixtureValue Bool(bool value) { return FixtureValue::Bool(value); }
 // A REG_MULTI_SZ image of the elements, as WMI hands out registry data: a byte array.
 FixtureValue Multi(std::initializer_list<std::wstring_view> elements, LONG lowerBound = 0) {
   std::wstring image;
@@ -39,12 +22,9 @@ FixtureValue Multi(std::initializer_list<std::wstring_view> elements, LONG lower
     image.push_back(L'\0');
   }
   image.push_back(L'\0');
-  FixtureValue v;
-  v.kind = FixtureValue::Kind::Bytes;
-  v.bytes.resize(image.size() * sizeof(wchar_t));
-  std::memcpy(v.bytes.data(), image.data(), v.bytes.size());
-  v.lowerBound = lowerBound;
-  return v;
+  std::vector<BYTE> bytes(image.size() * sizeof(wchar_t));
+  std::memcpy(bytes.data(), image.data(), bytes.size());
+  return FixtureValue::Bytes(std::move(bytes), lowerBound);
 }
 
 FixtureObject Setting(FixtureValue key, FixtureValue name, FixtureValue type, FixtureValue value,
@@ -98,36 +78,6 @@ std::vector<FixtureObject> Broken() {
 }
 
 }  // namespace
-
-HRESULT FixtureValue::ToVariant(VARIANT* target) const {
-  ::VariantInit(target);
-  switch (kind) {
-    case Kind::Null: V_VT(target) = VT_NULL; return S_OK;
-    case Kind::Int32: V_VT(target) = VT_I4; V_I4(target) = number; return S_OK;
-    case Kind::Boolean: V_VT(target) = VT_BOOL; V_BOOL(target) = number ? VARIANT_TRUE : VARIANT_FALSE; return S_OK;
-    case Kind::Text:
-      V_BSTR(target) = ::SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
-      if (V_BSTR(target) == nullptr) return E_OUTOFMEMORY;
-      V_VT(target) = VT_BSTR;
-      return S_OK;
-    case Kind::Bytes: {
-      SAFEARRAYBOUND bound{static_cast<ULONG>(bytes.size()), lowerBound};
-      SAFEARRAY* array = ::SafeArrayCreate(VT_UI1, 1, &bound);
-      if (array == nullptr) return E_OUTOFMEMORY;
-      void* data = nullptr;
-      if (FAILED(::SafeArrayAccessData(array, &data))) {
-        ::SafeArrayDestroy(array);
-        return E_UNEXPECTED;
-      }
-      if (!bytes.empty()) std::memcpy(data, bytes.data(), bytes.size());
-      ::SafeArrayUnaccessData(array);
-      V_VT(target) = VT_ARRAY | VT_UI1;
-      V_ARRAY(target) = array;
-      return S_OK;
-    }
-  }
-  return E_UNEXPECTED;
-}
 
 bool FixtureObjects(const std::wstring& ns, std::vector<FixtureObject>& objects) {
   if (::_wcsicmp(ns.c_str(), kSettingsNamespace) == 0) {

@@ -1,273 +1,37 @@
-// The test WMI locator: IWbemLocator -> IWbemServices -> IEnumWbemClassObject -> IWbemClassObject over
-// the fixture. Only what the RSoP query uses is implemented; the rest answers WBEM_E_NOT_SUPPORTED.
+// The test WMI locator: the fixture locator (tools/wmi_fixture) over the fixed objects of rsop_fixture.cpp,
+// with its calls logged for the test to read and a broken namespace whose enumeration fails.
 #include <cwchar>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "platform/wintypes.h"
 
-#include <wbemcli.h>
+#include <objbase.h>
 
 #include "rsop/rsop_fixture.h"
 #include "rsop/rsop_test_server.h"
+#include "wmi_fixture.h"
 
 namespace vx::rsop::testserver {
 
 namespace {
 
-LONG g_liveObjects = 0;
 std::mutex g_logLock;
 std::wstring g_log;
 
-void Log(const std::wstring& line) {
-  std::lock_guard<std::mutex> lock(g_logLock);
-  g_log += line;
-  g_log += L'\n';
-}
-
-std::wstring Show(const BSTR text) { return text == nullptr ? L"null" : text; }
-
-std::wstring Hex(LONG value) {
-  wchar_t buffer[16];
-  std::swprintf(buffer, 16, L"0x%lX", static_cast<unsigned long>(value));
-  return buffer;
-}
-
-// Reference counting and QueryInterface for an object with one interface besides IUnknown.
-template <class Interface>
-class Object : public Interface {
+class TestSource final : public wmifixture::IFixtureSource {
  public:
-  Object() { ::InterlockedIncrement(&g_liveObjects); }
-  virtual ~Object() { ::InterlockedDecrement(&g_liveObjects); }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (iid != IID_IUnknown && iid != __uuidof(Interface)) return E_NOINTERFACE;
-    *out = static_cast<Interface*>(this);
-    AddRef();
-    return S_OK;
+  bool Objects(const std::wstring& ns, std::vector<FixtureObject>& out) override { return FixtureObjects(ns, out); }
+  HRESULT EndOfEnumeration(const std::wstring& ns) override {
+    return ::_wcsicmp(ns.c_str(), kBrokenNamespace) == 0 ? kBrokenNextResult : S_FALSE;
   }
-  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(::InterlockedIncrement(&m_refs)); }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const LONG refs = ::InterlockedDecrement(&m_refs);
-    if (refs == 0) delete this;
-    return static_cast<ULONG>(refs);
+  void Log(const std::wstring& line) override {
+    std::lock_guard<std::mutex> lock(g_logLock);
+    g_log += line;
+    g_log += L'\n';
   }
-
- private:
-  LONG m_refs = 1;
-};
-
-// The WBEM status codes are enumerators above LONG_MAX; as HRESULTs they are negative.
-constexpr HRESULT Wbem(WBEMSTATUS status) { return static_cast<HRESULT>(static_cast<unsigned long>(status)); }
-
-constexpr HRESULT kNotSupported = Wbem(WBEM_E_NOT_SUPPORTED);
-
-class ClassObject final : public Object<IWbemClassObject> {
- public:
-  explicit ClassObject(FixtureObject properties) : m_properties(std::move(properties)) {}
-
-  HRESULT STDMETHODCALLTYPE Get(LPCWSTR name, LONG, VARIANT* value, CIMTYPE* type, LONG* flavor) override {
-    if (name == nullptr) return Wbem(WBEM_E_INVALID_PARAMETER);
-    for (const auto& [propertyName, propertyValue] : m_properties) {
-      if (::_wcsicmp(propertyName.c_str(), name) != 0) continue;
-      if (type != nullptr) *type = CIM_EMPTY;
-      if (flavor != nullptr) *flavor = WBEM_FLAVOR_ORIGIN_LOCAL;
-      return value != nullptr ? propertyValue.ToVariant(value) : S_OK;
-    }
-    return Wbem(WBEM_E_NOT_FOUND);
-  }
-
-  HRESULT STDMETHODCALLTYPE GetQualifierSet(IWbemQualifierSet**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE Put(LPCWSTR, LONG, VARIANT*, CIMTYPE) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE Delete(LPCWSTR) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE GetNames(LPCWSTR, LONG, VARIANT*, SAFEARRAY**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE BeginEnumeration(LONG) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE Next(LONG, BSTR*, VARIANT*, CIMTYPE*, LONG*) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE EndEnumeration() override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE GetPropertyQualifierSet(LPCWSTR, IWbemQualifierSet**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE Clone(IWbemClassObject**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE GetObjectText(LONG, BSTR*) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE SpawnDerivedClass(LONG, IWbemClassObject**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE SpawnInstance(LONG, IWbemClassObject**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE CompareTo(LONG, IWbemClassObject*) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE GetPropertyOrigin(LPCWSTR, BSTR*) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE InheritsFrom(LPCWSTR) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE GetMethod(LPCWSTR, LONG, IWbemClassObject**, IWbemClassObject**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE PutMethod(LPCWSTR, LONG, IWbemClassObject*, IWbemClassObject*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteMethod(LPCWSTR) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE BeginMethodEnumeration(LONG) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE NextMethod(LONG, BSTR*, IWbemClassObject**, IWbemClassObject**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE EndMethodEnumeration() override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE GetMethodQualifierSet(LPCWSTR, IWbemQualifierSet**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE GetMethodOrigin(LPCWSTR, BSTR*) override { return kNotSupported; }
-
- private:
-  FixtureObject m_properties;
-};
-
-// Hands out the objects one by one; past the end, failAtEnd (if set) instead of S_FALSE.
-class ObjectEnum final : public Object<IEnumWbemClassObject> {
- public:
-  ObjectEnum(std::vector<FixtureObject> objects, HRESULT failAtEnd)
-      : m_objects(std::move(objects)), m_failAtEnd(failAtEnd) {}
-
-  HRESULT STDMETHODCALLTYPE Next(LONG timeout, ULONG count, IWbemClassObject** objects, ULONG* returned) override {
-    Log(L"Next(" + std::to_wstring(timeout) + L", " + std::to_wstring(count) + L")");
-    if (objects == nullptr || returned == nullptr) return Wbem(WBEM_E_INVALID_PARAMETER);
-    *returned = 0;
-    ULONG given = 0;
-    while (given < count && m_next < m_objects.size()) objects[given++] = new ClassObject(m_objects[m_next++]);
-    *returned = given;
-    if (given == count) return WBEM_S_NO_ERROR;
-    return FAILED(m_failAtEnd) ? m_failAtEnd : S_FALSE;
-  }
-
-  HRESULT STDMETHODCALLTYPE Reset() override {
-    m_next = 0;
-    return WBEM_S_NO_ERROR;
-  }
-  HRESULT STDMETHODCALLTYPE NextAsync(ULONG, IWbemObjectSink*) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumWbemClassObject**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE Skip(LONG, ULONG) override { return kNotSupported; }
-
- private:
-  std::vector<FixtureObject> m_objects;
-  size_t m_next = 0;
-  HRESULT m_failAtEnd;
-};
-
-class Services final : public Object<IWbemServices> {
- public:
-  explicit Services(std::wstring ns) : m_namespace(std::move(ns)) {}
-
-  HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
-                                      IEnumWbemClassObject** result) override {
-    Log(L"ExecQuery(" + Show(language) + L", " + Show(query) + L", " + Hex(flags) +
-        L", context=" + (context ? L"set" : L"null") + L")");
-    if (result == nullptr) return Wbem(WBEM_E_INVALID_PARAMETER);
-    *result = nullptr;
-    if (language == nullptr || ::_wcsicmp(language, L"WQL") != 0) return Wbem(WBEM_E_INVALID_QUERY_TYPE);
-    if (query == nullptr || ::_wcsicmp(query, L"SELECT * FROM RSOP_RegistryPolicySetting") != 0) {
-      return Wbem(WBEM_E_INVALID_QUERY);
-    }
-    std::vector<FixtureObject> objects;
-    FixtureObjects(m_namespace, objects);
-    const bool broken = ::_wcsicmp(m_namespace.c_str(), kBrokenNamespace) == 0;
-    *result = new ObjectEnum(std::move(objects), broken ? kBrokenNextResult : S_OK);
-    return WBEM_S_NO_ERROR;
-  }
-
-  HRESULT STDMETHODCALLTYPE OpenNamespace(const BSTR, LONG, IWbemContext*, IWbemServices**,
-                                          IWbemCallResult**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE CancelAsyncCall(IWbemObjectSink*) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE QueryObjectSink(LONG, IWbemObjectSink**) override { return kNotSupported; }
-  HRESULT STDMETHODCALLTYPE GetObject(const BSTR, LONG, IWbemContext*, IWbemClassObject**,
-                                      IWbemCallResult**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE PutClass(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE PutClassAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteClass(const BSTR, LONG, IWbemContext*, IWbemCallResult**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteClassAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE CreateClassEnum(const BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE CreateClassEnumAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE PutInstance(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteInstance(const BSTR, LONG, IWbemContext*, IWbemCallResult**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteInstanceAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE CreateInstanceEnum(const BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE ExecQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*, IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE ExecNotificationQuery(const BSTR, const BSTR, LONG, IWbemContext*,
-                                                  IEnumWbemClassObject**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE ExecNotificationQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
-                                                       IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR, const BSTR, LONG, IWbemContext*, IWbemClassObject*,
-                                       IWbemClassObject**, IWbemCallResult**) override {
-    return kNotSupported;
-  }
-  HRESULT STDMETHODCALLTYPE ExecMethodAsync(const BSTR, const BSTR, LONG, IWbemContext*, IWbemClassObject*,
-                                            IWbemObjectSink*) override {
-    return kNotSupported;
-  }
-
- private:
-  std::wstring m_namespace;
-};
-
-class Locator final : public Object<IWbemLocator> {
- public:
-  HRESULT STDMETHODCALLTYPE ConnectServer(const BSTR ns, const BSTR user, const BSTR password, const BSTR locale,
-                                          LONG flags, const BSTR authority, IWbemContext* context,
-                                          IWbemServices** services) override {
-    Log(L"ConnectServer(" + Show(ns) + L", user=" + Show(user) + L", password=" + Show(password) +
-        L", locale=" + Show(locale) + L", flags=" + Hex(flags) + L", authority=" + Show(authority) +
-        L", context=" + (context ? L"set" : L"null") + L")");
-    if (services == nullptr) return Wbem(WBEM_E_INVALID_PARAMETER);
-    *services = nullptr;
-    std::vector<FixtureObject> unused;
-    if (ns == nullptr || !FixtureObjects(ns, unused)) return Wbem(WBEM_E_INVALID_NAMESPACE);
-    *services = new Services(ns);
-    return WBEM_S_NO_ERROR;
-  }
-};
-
-class LocatorFactory final : public Object<IClassFactory> {
- public:
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-    Locator* locator = new Locator();
-    const HRESULT hr = locator->QueryInterface(iid, out);
-    locator->Release();
-    return hr;
-  }
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 };
 
 }  // namespace
@@ -280,10 +44,7 @@ extern "C" HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** o
   if (out == nullptr) return E_POINTER;
   *out = nullptr;
   if (clsid != kLocatorClsid) return CLASS_E_CLASSNOTAVAILABLE;
-  LocatorFactory* factory = new LocatorFactory();
-  const HRESULT hr = factory->QueryInterface(iid, out);
-  factory->Release();
-  return hr;
+  return vx::wmifixture::CreateLocatorFactory(std::make_shared<TestSource>(), iid, out);
 }
 
 // Stays loaded: the test reads the log and the object count through the exports.
@@ -297,4 +58,4 @@ extern "C" HRESULT WINAPI VxRsopTestTakeCalls(wchar_t* buffer, int chars) {
   return S_OK;
 }
 
-extern "C" LONG WINAPI VxRsopTestLiveObjects() { return g_liveObjects; }
+extern "C" LONG WINAPI VxRsopTestLiveObjects() { return vx::wmifixture::LiveObjects(); }

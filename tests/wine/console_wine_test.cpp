@@ -1,0 +1,342 @@
+// The snap-in as an administrator meets it: the built DLL registered in the prefix, loaded by the
+// console host into real tree and list windows over GPO folders kept as Registry.pol and gpt.ini.
+// Screenshots of what the windows show are kept in artefacts/ beside the program.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <wrl/client.h>
+
+#include "console_host.h"
+#include "gpo/gpt_ini.h"
+#include "gpo/registry_pol.h"
+#include "gpo_folder.h"
+#include "platform/text.h"
+#include "rsop_root.h"
+#include "policy/auth_policy.h"
+#include "policy/policy_settings.h"
+#include "policy/win32/gpe_information.h"
+#include "sample_clsids.h"
+#include "screenshot.h"
+
+using Microsoft::WRL::ComPtr;
+using namespace vx::console;
+using Rows = std::vector<std::vector<std::wstring>>;
+
+namespace {
+
+constexpr wchar_t kPluginsKey[] = L"SOFTWARE\\Vantorix\\KELT\\Plugins";
+constexpr wchar_t kMachine[] = L"Computer Configuration\\Software Settings";
+constexpr wchar_t kUser[] = L"User Configuration\\Software Settings";
+constexpr std::array<std::pair<const wchar_t*, const wchar_t*>, 3> kSamples{{
+    {VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll"},
+    {VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll"},
+    {VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll"},
+}};
+
+std::wstring BesideProgram(const std::wstring& file) {
+  wchar_t path[MAX_PATH];
+  const DWORD n = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+  std::wstring directory(path, n);
+  return directory.substr(0, directory.find_last_of(L'\\') + 1) + file;
+}
+
+// The build's DLL, as Wine sees the build tree on its drive Z:.
+std::wstring SnapinDll() {
+  std::wstring path = L"Z:" + std::wstring(vx::AsWide(vx::Utf8ToUtf16(VX_SNAPIN_DLL)));
+  for (wchar_t& c : path)
+    if (c == L'/') c = L'\\';
+  return path;
+}
+
+std::vector<BYTE> ReadBytes(const std::wstring& path) {
+  std::ifstream in(path.c_str(), std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void WriteBytes(const std::wstring& path, const std::vector<BYTE>& bytes) {
+  std::ofstream out(path.c_str(), std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// A REG_MULTI_SZ of masks as the store writes them.
+std::vector<BYTE> Masks(std::initializer_list<const char16_t*> masks) {
+  std::u16string image;
+  for (const char16_t* mask : masks) image.append(mask).push_back(u'\0');
+  image.push_back(u'\0');
+  const auto* bytes = reinterpret_cast<const BYTE*>(image.data());
+  return {bytes, bytes + image.size() * sizeof(char16_t)};
+}
+
+vx::gpo::PolRecord Setting(const char16_t* name, std::vector<BYTE> data) {
+  return {vx::policy::kApplicationKey, name, REG_MULTI_SZ, std::move(data)};
+}
+
+// Runs the host's messages for a while, so that the windows paint.
+void Pump(int milliseconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  while (std::chrono::steady_clock::now() < end) {
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+      ::TranslateMessage(&message);
+      ::DispatchMessageW(&message);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
+// Closes the first message box this process shows, keeping its caption, its text and a screenshot.
+class MessageBoxWatcher {
+ public:
+  explicit MessageBoxWatcher(std::wstring screenshot)
+      : m_screenshot(std::move(screenshot)), m_thread([this] {
+          for (int i = 0; i < 400 && !m_stop; ++i) {
+            if (HWND box = Find()) {
+              wchar_t text[1024] = {};
+              ::GetDlgItemTextW(box, 0xFFFF, text, 1024);  // the static control of a message box
+              m_text = text;
+              ::GetWindowTextW(box, text, 1024);
+              m_caption = text;
+              std::this_thread::sleep_for(std::chrono::milliseconds(200));  // painted
+              m_saved = SaveWindowBitmap(box, m_screenshot);
+              ::PostMessageW(box, WM_COMMAND, IDOK, 0);
+              return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+          }
+        }) {}
+  ~MessageBoxWatcher() { Stop(); }
+  std::wstring Text() {
+    Stop();
+    return m_text;
+  }
+  const std::wstring& Caption() const { return m_caption; }
+  HRESULT Saved() const { return m_saved; }
+
+ private:
+  void Stop() {
+    m_stop = true;
+    if (m_thread.joinable()) m_thread.join();
+  }
+  static HWND Find() {
+    HWND found = nullptr;
+    ::EnumWindows(
+        [](HWND window, LPARAM param) -> BOOL {
+          DWORD process = 0;
+          ::GetWindowThreadProcessId(window, &process);
+          wchar_t name[16] = {};
+          ::GetClassNameW(window, name, 16);
+          if (process != ::GetCurrentProcessId() || std::wstring(name) != L"#32770" || !::IsWindowVisible(window))
+            return TRUE;
+          *reinterpret_cast<HWND*>(param) = window;
+          return FALSE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return found;
+  }
+  std::atomic<bool> m_stop{false};
+  std::wstring m_screenshot, m_text, m_caption;
+  HRESULT m_saved = E_PENDING;
+  std::thread m_thread;
+};
+
+class ConsoleWine : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    ASSERT_TRUE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
+    s_module = ::LoadLibraryW(SnapinDll().c_str());
+    ASSERT_NE(s_module, nullptr) << "the snap-in DLL is built before this test";
+    using Entry = HRESULT(STDAPICALLTYPE*)();
+    const auto reg = reinterpret_cast<Entry>(reinterpret_cast<void*>(::GetProcAddress(s_module, "DllRegisterServer")));
+    ASSERT_NE(reg, nullptr);
+    ASSERT_EQ(reg(), S_OK);
+  }
+  static void TearDownTestSuite() {
+    if (s_module) {
+      using Entry = HRESULT(STDAPICALLTYPE*)();
+      const auto unreg =
+          reinterpret_cast<Entry>(reinterpret_cast<void*>(::GetProcAddress(s_module, "DllUnregisterServer")));
+      if (unreg) unreg();
+    }
+    ::CoFreeUnusedLibraries();
+    ::CoUninitialize();
+  }
+
+  void SetUp() override {
+    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey);
+    folder = BesideProgram(L"console_gpo_" + std::to_wstring(::GetCurrentProcessId()));
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder + L"\\Machine");
+    std::filesystem::create_directories(folder + L"\\User");
+    WriteBytes(folder + L"\\gpt.ini", {'[', 'G', 'e', 'n', 'e', 'r', 'a', 'l', ']', '\r', '\n', 'V', 'e', 'r', 's',
+                                       'i', 'o', 'n', '=', '0', '\r', '\n'});
+    std::filesystem::create_directories(BesideProgram(L"artefacts"));
+  }
+  void TearDown() override {
+    if (host) host->Shutdown();
+    host.reset();
+    gpo.reset();
+    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey);
+    std::filesystem::remove_all(folder);
+  }
+
+  void RegisterSamples() {
+    for (const auto& [clsid, file] : kSamples) {
+      const std::wstring key = std::wstring(kPluginsKey) + L"\\UIElements\\GPOEditorTokens\\" + clsid;
+      const std::wstring path = BesideProgram(file);
+      ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr, REG_SZ, path.c_str(),
+                                  static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))),
+                ERROR_SUCCESS);
+    }
+  }
+  void WritePol(const wchar_t* section, const std::vector<vx::gpo::PolRecord>& records) {
+    WriteBytes(folder + L"\\" + section + L"\\Registry.pol", vx::gpo::WriteRegistryPol(records));
+  }
+  // Opens the folder in a new host window, as `console.exe <folder>` does.
+  void Open() {
+    gpo = std::make_unique<GpoFolder>(folder);
+    ASSERT_EQ(gpo->Load(), S_OK) << std::string(vx::Utf16ToUtf8(vx::AsU16(gpo->Error().c_str())));
+    host = std::make_unique<ConsoleHost>(EditorRoots(gpo.get()));
+    ASSERT_EQ(host->Create(), S_OK);
+    ASSERT_GE(host->LoadExtensions(), 1u);
+  }
+  Rows Show(const std::wstring& root, const wchar_t* node) {
+    const std::vector<std::wstring> path{root, L"Vantorix Keystone Client", L"Security", node};
+    EXPECT_TRUE(host->Select(path));
+    return host->ResultRows();
+  }
+  // Keeps what the windows show; the result pane must not change meanwhile.
+  void Screenshot(const std::wstring& name) {
+    const Rows before = host->ResultRows();
+    Pump(300);
+    EXPECT_EQ(host->ResultRows(), before) << "painting changed the result pane";
+    EXPECT_EQ(SaveWindowBitmap(host->Window(), BesideProgram(L"artefacts\\" + name + L".bmp")), S_OK);
+  }
+
+  std::wstring folder;
+  std::unique_ptr<GpoFolder> gpo;
+  std::unique_ptr<ConsoleHost> host;
+  static HMODULE s_module;
+};
+
+HMODULE ConsoleWine::s_module = nullptr;
+
+TEST_F(ConsoleWine, BothSectionsShowTheBranchAndTheirPolicies) {
+  RegisterSamples();
+  WritePol(L"Machine", {Setting(u"LogonPolicy", Masks({u"0000000000000003", u"0000000000000001"}))});
+  ASSERT_NO_FATAL_FAILURE(Open());
+  for (const wchar_t* root : {kMachine, kUser}) {
+    EXPECT_EQ(host->Children({root}), std::vector<std::wstring>{L"[DNL]Vantorix Keystone Client"}) << root;
+    EXPECT_EQ(host->Children({root, L"Vantorix Keystone Client"}), std::vector<std::wstring>{L"[DNL]Security"});
+    EXPECT_EQ(host->Children({root, L"Vantorix Keystone Client", L"Security"}),
+              (std::vector<std::wstring>{L"[DNL]Authentication", L"[DNL]Enrollment"}));
+  }
+  EXPECT_EQ(Show(kMachine, L"Authentication"), (Rows{{L"Logon Policy", L"Enabled"},
+                                                     {L"Runtime Policy", L"Not configured"},
+                                                     {L"Kiosk Runtime Policy", L"Not configured"}}));
+  Screenshot(L"console-machine-authentication");
+  // The user half of this GPO was never written: no application key, nothing configured.
+  EXPECT_EQ(Show(kUser, L"Authentication"), (Rows{{L"Runtime Policy", L"Not configured"}}));
+  Screenshot(L"console-user-authentication");
+  EXPECT_EQ(Show(kMachine, L"Enrollment"), (Rows{{L"[DNL]Enrollment policy", L"Not configured"}}));
+}
+
+TEST_F(ConsoleWine, WithoutPluginsAuthenticationShowsTheErrorBoxAndNoItems) {
+  ASSERT_NO_FATAL_FAILURE(Open());
+  MessageBoxWatcher watcher(BesideProgram(L"artefacts\\console-no-plugins-box.bmp"));
+  EXPECT_TRUE(Show(kMachine, L"Authentication").empty());
+  const std::wstring text = watcher.Text();
+  EXPECT_NE(text.find(L"No credential plug-ins of"), std::wstring::npos) << std::string(text.begin(), text.end());
+  EXPECT_FALSE(watcher.Caption().empty());
+  EXPECT_EQ(watcher.Saved(), S_OK);
+  Screenshot(L"console-no-plugins");
+}
+
+// What the snap-in saves goes through PolicyChanged into the folder: Registry.pol rewritten with
+// everything it held, the machine half of the version raised; a new host shows the saved state.
+TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndShowsAfterReopening) {
+  RegisterSamples();
+  const std::vector<vx::gpo::PolRecord> held = {
+      Setting(u"LogonPolicy", Masks({u"0000000000000001"})),
+      {u"Software\\Policies\\Other", u"**del.Stale", REG_SZ, {' ', 0, 0, 0}},
+      {u"Software\\Policies\\Other", u"Level", REG_DWORD, {7, 0, 0, 0}}};
+  WritePol(L"Machine", held);
+  ASSERT_NO_FATAL_FAILURE(Open());
+  ASSERT_EQ(Show(kMachine, L"Authentication").size(), 3u);
+  {
+    vx::policy::CGpeInformation information{ComPtr<IGPEInformation>(gpo.get())};
+    vx::policy::CGPOAuthPolicy runtime;
+    runtime.SetDisabled(true);
+    ASSERT_EQ(runtime.Save(&information, vx::policy::VX_GPO_SECTION_MACHINE, vx::policy::kRuntimePolicy), S_OK);
+  }
+  std::vector<vx::gpo::PolRecord> written;
+  vx::gpo::PolError error;
+  ASSERT_TRUE(vx::gpo::ParseRegistryPol(ReadBytes(folder + L"\\Machine\\Registry.pol"), written, error));
+  for (const vx::gpo::PolRecord& record : held)
+    EXPECT_NE(std::find(written.begin(), written.end(), record), written.end()) << std::string(
+        vx::Utf16ToUtf8(record.value));
+  EXPECT_NE(std::find(written.begin(), written.end(), Setting(u"RuntimePolicy", {0, 0})), written.end());
+  const std::vector<BYTE> ini = ReadBytes(folder + L"\\gpt.ini");
+  EXPECT_EQ(vx::gpo::GptIni::Parse({reinterpret_cast<const char*>(ini.data()), ini.size()}).Version(), 1u);
+
+  // The snap-in answers a property change by updating all views: the shown list follows at once.
+  const Rows saved{{L"Logon Policy", L"Enabled"}, {L"Runtime Policy", L"Disabled"}, {L"Kiosk Runtime Policy", L"Not configured"}};
+  ASSERT_EQ(host->UpdateAllViews(nullptr, 0, 0), S_OK);
+  EXPECT_EQ(host->ResultRows(), saved);
+
+  host->Shutdown();
+  host.reset();
+  gpo.reset();
+  ASSERT_NO_FATAL_FAILURE(Open());
+  EXPECT_EQ(Show(kMachine, L"Authentication"), saved);
+}
+
+// The RSoP console over applied settings: only what some GPO set is listed, with the winner's data.
+TEST_F(ConsoleWine, RsopViewListsTheAppliedPoliciesOfEachSection) {
+  RegisterSamples();
+  const std::string fixtureText =
+      "machine | 2 | Branch Office Policy | LogonPolicy | 1\n"
+      "machine | 1 | Default Domain Policy | LogonPolicy | 3, 4\n"
+      "machine | 1 | Kiosk Policy | KioskRuntimePolicy | 4\n"
+      "user | 1 | Default Domain Policy | RuntimePolicy | 2\n";
+  const std::wstring file = folder + L"\\rsop.txt";
+  WriteBytes(file, {fixtureText.begin(), fixtureText.end()});
+  RsopFixture fixture;
+  std::wstring error;
+  ASSERT_EQ(fixture.Load(file, error), S_OK) << std::string(vx::Utf16ToUtf8(vx::AsU16(error.c_str())));
+  ASSERT_EQ(fixture.Register(), S_OK);
+  host = std::make_unique<ConsoleHost>(std::vector<ConsoleRoot>{
+      {kRsopMachineNodeType, kMachine, kIidRsopInformation, fixture.Information()},
+      {kRsopUserNodeType, kUser, kIidRsopInformation, fixture.Information()}});
+  ASSERT_EQ(host->Create(), S_OK);
+  ASSERT_EQ(host->LoadExtensions(), 2u) << "the machine and user RSoP classes";
+  EXPECT_EQ(Show(kMachine, L"Authentication"),
+            (Rows{{L"Logon Policy", L"Enabled"}, {L"Kiosk Runtime Policy", L"Enabled"}}));
+  Screenshot(L"console-rsop-machine");
+  EXPECT_EQ(Show(kUser, L"Authentication"), (Rows{{L"Runtime Policy", L"Enabled"}}));
+  host->Shutdown();
+  host.reset();
+}
+
+TEST_F(ConsoleWine, MalformedRegistryPolIsRefusedAndLeftAsItWas) {
+  const std::vector<vx::gpo::PolRecord> records{Setting(u"LogonPolicy", Masks({u"0000000000000001"}))};
+  std::vector<BYTE> bytes = vx::gpo::WriteRegistryPol(records);
+  bytes.resize(bytes.size() - 3);  // cut inside the last record
+  WriteBytes(folder + L"\\Machine\\Registry.pol", bytes);
+  GpoFolder broken(folder);
+  EXPECT_EQ(broken.Load(), HRESULT_FROM_WIN32(ERROR_INVALID_DATA));
+  EXPECT_NE(broken.Error().find(L"Registry.pol: byte "), std::wstring::npos)
+      << std::string(vx::Utf16ToUtf8(vx::AsU16(broken.Error().c_str())));
+  EXPECT_EQ(ReadBytes(folder + L"\\Machine\\Registry.pol"), bytes);
+}
+
+}  // namespace
