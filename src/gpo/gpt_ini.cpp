@@ -3,37 +3,24 @@
 #include <cstddef>
 #include <optional>
 
+#include "platform/text.h"
+
 namespace vx::gpo {
 namespace {
 
-std::string_view Trim(std::string_view text) {
-  const size_t first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
-bool EqualsAsciiIgnoreCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    if (lower(a[i]) != lower(b[i])) return false;
-  }
-  return true;
-}
-
 bool IsSection(std::string_view line) {
-  const std::string_view text = Trim(line);
+  const std::string_view text = TrimBlanks(line);
   return text.size() >= 2 && text.front() == '[' && text.back() == ']';
 }
 
-bool IsGeneral(std::string_view line) { return IsSection(line) && EqualsAsciiIgnoreCase(Trim(line), "[General]"); }
+bool IsGeneral(std::string_view line) { return IsSection(line) && EqualsIgnoreCaseAscii(TrimBlanks(line), "[General]"); }
 
 // The value text of a "Version=" line, if line is one.
 std::optional<std::string_view> VersionValue(std::string_view line) {
   const size_t equals = line.find('=');
-  if (equals == std::string_view::npos || !EqualsAsciiIgnoreCase(Trim(line.substr(0, equals)), "Version"))
+  if (equals == std::string_view::npos || !EqualsIgnoreCaseAscii(TrimBlanks(line.substr(0, equals)), "Version"))
     return std::nullopt;
-  return Trim(line.substr(equals + 1));
+  return TrimBlanks(line.substr(equals + 1));
 }
 
 // Index of the Version line in [General]; general receives the section header's index.

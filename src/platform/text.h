@@ -28,6 +28,11 @@ char16_t ToUpperInvariant(char16_t c);
 bool EqualsIgnoreCase(std::u16string_view a, std::u16string_view b);
 int CompareIgnoreCase(std::u16string_view a, std::u16string_view b);
 
+// For the plain-text files the system reads (gpt.ini, fixtures): ASCII letters only, and the text
+// without the spaces and tabs around it.
+bool EqualsIgnoreCaseAscii(std::string_view a, std::string_view b);
+std::string_view TrimBlanks(std::string_view text);
+
 // Parts of a path in the manner of _wsplitpath: drive ("C:"), directory (with its trailing
 // separator), file name without extension, extension (with its dot). Both "\" and "/" separate.
 struct PathParts {

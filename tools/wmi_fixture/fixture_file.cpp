@@ -9,18 +9,11 @@ namespace {
 constexpr std::string_view kBom = "\xEF\xBB\xBF";
 constexpr size_t kMaxQuotedBytes = 40;  // of a wrong field, in messages
 
-std::string_view Trim(std::string_view text) {
-  const size_t first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  const size_t last = text.find_last_not_of(" \t");
-  return text.substr(first, last - first + 1);
-}
-
 std::vector<std::string_view> Split(std::string_view text, char separator) {
   std::vector<std::string_view> parts;
   for (;;) {
     const size_t at = text.find(separator);
-    parts.push_back(Trim(text.substr(0, at)));
+    parts.push_back(TrimBlanks(text.substr(0, at)));
     if (at == std::string_view::npos) return parts;
     text.remove_prefix(at + 1);
   }
@@ -29,15 +22,6 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
 std::string Quoted(std::string_view field) {
   const std::string_view cut = TruncateUtf8(field, kMaxQuotedBytes);
   return "'" + std::string(cut) + (cut.size() < field.size() ? "...'" : "'");
-}
-
-bool EqualsAsciiIgnoreCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    if (lower(a[i]) != lower(b[i])) return false;
-  }
-  return true;
 }
 
 bool ParsePrecedence(std::string_view text, std::int32_t& precedence) {
@@ -79,9 +63,9 @@ bool ParseLine(std::string_view line, FixtureSetting& setting, std::string& mess
     message = "expected 5 or 6 fields separated by '|', found " + std::to_string(fields.size());
     return false;
   }
-  if (EqualsAsciiIgnoreCase(fields[0], "machine")) {
+  if (EqualsIgnoreCaseAscii(fields[0], "machine")) {
     setting.section = FixtureSection::Machine;
-  } else if (EqualsAsciiIgnoreCase(fields[0], "user")) {
+  } else if (EqualsIgnoreCaseAscii(fields[0], "user")) {
     setting.section = FixtureSection::User;
   } else {
     message = "unknown section " + Quoted(fields[0]) + " (machine or user)";
@@ -114,7 +98,7 @@ bool ParseLine(std::string_view line, FixtureSetting& setting, std::string& mess
   }
   setting.deleted = false;
   if (fields.size() == 6 && !fields[5].empty()) {
-    if (!EqualsAsciiIgnoreCase(fields[5], "deleted")) {
+    if (!EqualsIgnoreCaseAscii(fields[5], "deleted")) {
       message = "bad deleted field " + Quoted(fields[5]) + " (deleted or nothing)";
       return false;
     }
@@ -142,7 +126,7 @@ bool ParseFixtureFile(std::string_view text, std::vector<FixtureSetting>& settin
     std::string_view line = text.substr(0, end);
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    line = Trim(line);
+    line = TrimBlanks(line);
     if (line.empty() || line.front() == '#') continue;
     FixtureSetting setting;
     setting.line = number;
