@@ -25,7 +25,7 @@
 #include "policy/auth_policy.h"
 #include "policy/policy_settings.h"
 #include "policy/win32/gpe_information.h"
-#include "sample_clsids.h"
+#include "sample_tokens.h"
 #include "screenshot.h"
 
 using Microsoft::WRL::ComPtr;
@@ -34,21 +34,10 @@ using Rows = std::vector<std::vector<std::wstring>>;
 
 namespace {
 
-constexpr wchar_t kPluginsKey[] = L"SOFTWARE\\Vantorix\\KELT\\Plugins";
+using vxtest::BesideProgram;
+
 constexpr wchar_t kMachine[] = L"Computer Configuration\\Software Settings";
 constexpr wchar_t kUser[] = L"User Configuration\\Software Settings";
-constexpr std::array<std::pair<const wchar_t*, const wchar_t*>, 3> kSamples{{
-    {VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll"},
-    {VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll"},
-    {VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll"},
-}};
-
-std::wstring BesideProgram(const std::wstring& file) {
-  wchar_t path[MAX_PATH];
-  const DWORD n = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  std::wstring directory(path, n);
-  return directory.substr(0, directory.find_last_of(L'\\') + 1) + file;
-}
 
 // The build's DLL, as Wine sees the build tree on its drive Z:.
 std::wstring SnapinDll() {
@@ -172,7 +161,7 @@ class ConsoleWine : public ::testing::Test {
   }
 
   void SetUp() override {
-    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey);
+    vxtest::RemovePlugins();
     folder = BesideProgram(L"console_gpo_" + std::to_wstring(::GetCurrentProcessId()));
     std::filesystem::remove_all(folder);
     std::filesystem::create_directories(folder + L"\\Machine");
@@ -185,19 +174,11 @@ class ConsoleWine : public ::testing::Test {
     if (host) host->Shutdown();
     host.reset();
     gpo.reset();
-    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey);
+    vxtest::RemovePlugins();
     std::filesystem::remove_all(folder);
   }
 
-  void RegisterSamples() {
-    for (const auto& [clsid, file] : kSamples) {
-      const std::wstring key = std::wstring(kPluginsKey) + L"\\UIElements\\GPOEditorTokens\\" + clsid;
-      const std::wstring path = BesideProgram(file);
-      ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr, REG_SZ, path.c_str(),
-                                  static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))),
-                ERROR_SUCCESS);
-    }
-  }
+  void RegisterSamples() { ASSERT_TRUE(vxtest::RegisterSampleTokens()); }
   void WritePol(const wchar_t* section, const std::vector<vx::gpo::PolRecord>& records) {
     WriteBytes(folder + L"\\" + section + L"\\Registry.pol", vx::gpo::WriteRegistryPol(records));
   }

@@ -24,7 +24,7 @@
 #include "policy/auth_policy.h"
 #include "policy/policy_settings.h"
 #include "policy/win32/gpe_information.h"
-#include "sample_clsids.h"
+#include "sample_tokens.h"
 #include "snapin/node_tree.h"
 #include "snapin/win32/clipboard_formats.h"
 #include "snapin/win32/computer_snapin.h"
@@ -35,22 +35,11 @@ using namespace vx::snapin;
 
 namespace {
 
-constexpr wchar_t kPluginsKey[] = L"SOFTWARE\\Vantorix\\KELT\\Plugins";
+using vxtest::BesideProgram;
+
 constexpr char16_t kTestsKey[] = u"Software\\VXGPOSnapinTests";
-constexpr std::array<std::pair<const wchar_t*, const wchar_t*>, 3> kSamples{{
-    {VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll"},
-    {VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll"},
-    {VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll"},
-}};
 constexpr HSCOPEITEM kEditorItem = 1000;
 const LPOLESTR kCallback = reinterpret_cast<LPOLESTR>(static_cast<INT_PTR>(-1));
-
-std::wstring BesideProgram(const wchar_t* file) {
-  wchar_t path[MAX_PATH];
-  const DWORD n = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  std::wstring directory(path, n);
-  return directory.substr(0, directory.find_last_of(L'\\') + 1) + file;
-}
 
 std::string Narrow(const wchar_t* text) { return text ? vx::Utf16ToUtf8(vx::AsU16(text)) : std::string(); }
 
@@ -275,7 +264,7 @@ class SnapinWine : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
     vx::InstallReporting({&boxes, &strings, nullptr, nullptr});
-    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey);
+    vxtest::RemovePlugins();
     ASSERT_EQ(vx::module::CreateComInstance<CComputerSnapin>(IID_IComponentData,
                                                               reinterpret_cast<void**>(data.GetAddressOf())),
               S_OK);
@@ -288,21 +277,13 @@ class SnapinWine : public ::testing::Test {
     component.Reset();
     data->Destroy();
     data.Reset();
-    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey);
+    vxtest::RemovePlugins();
     ::RegDeleteTreeW(HKEY_CURRENT_USER, vx::AsWide(kTestsKey));
     vx::InstallReporting({});
     ::CoUninitialize();
   }
 
-  void RegisterSamples() {
-    for (const auto& [clsid, file] : kSamples) {
-      const std::wstring key = std::wstring(kPluginsKey) + L"\\UIElements\\GPOEditorTokens\\" + clsid;
-      const std::wstring path = BesideProgram(file);
-      ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr, REG_SZ, path.c_str(),
-                                  static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))),
-                ERROR_SUCCESS);
-    }
-  }
+  void RegisterSamples() { ASSERT_TRUE(vxtest::RegisterSampleTokens()); }
   void SavePolicy(DWORD section, const char16_t* name, bool disabled) {
     vx::policy::CGpeInformation information{ComPtr<IGPEInformation>(&gpe)};
     vx::policy::CGPOAuthPolicy policy;
