@@ -39,12 +39,12 @@ using vxtest::BesideProgram;
 constexpr wchar_t kMachine[] = L"Computer Configuration\\Software Settings";
 constexpr wchar_t kUser[] = L"User Configuration\\Software Settings";
 
-// The build's DLL, as Wine sees the build tree on its drive Z:.
-std::wstring SnapinDll() {
-  std::wstring path = L"Z:" + std::wstring(vx::AsWide(vx::Utf8ToUtf16(VX_SNAPIN_DLL)));
-  for (wchar_t& c : path)
+// A file of the build, as Wine sees the build tree on its drive Z:.
+std::wstring WindowsPath(const char* path) {
+  std::wstring windows = L"Z:" + std::wstring(vx::AsWide(vx::Utf8ToUtf16(path)));
+  for (wchar_t& c : windows)
     if (c == L'/') c = L'\\';
-  return path;
+  return windows;
 }
 
 std::vector<BYTE> ReadBytes(const std::wstring& path) {
@@ -142,7 +142,7 @@ class ConsoleWine : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     ASSERT_TRUE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
-    s_module = ::LoadLibraryW(SnapinDll().c_str());
+    s_module = ::LoadLibraryW(WindowsPath(VX_SNAPIN_DLL).c_str());
     ASSERT_NE(s_module, nullptr) << "the snap-in DLL is built before this test";
     using Entry = HRESULT(STDAPICALLTYPE*)();
     const auto reg = reinterpret_cast<Entry>(reinterpret_cast<void*>(::GetProcAddress(s_module, "DllRegisterServer")));
@@ -244,7 +244,7 @@ TEST_F(ConsoleWine, WithoutPluginsAuthenticationShowsTheErrorBoxAndNoItems) {
 
 // What the snap-in saves goes through PolicyChanged into the folder: Registry.pol rewritten with
 // everything it held, the machine half of the version raised; a new host shows the saved state.
-TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndShowsAfterReopening) {
+TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndTheViewsFollow) {
   RegisterSamples();
   const std::vector<vx::gpo::PolRecord> held = {
       Setting(u"LogonPolicy", Masks({u"0000000000000001"})),
@@ -269,10 +269,28 @@ TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndShowsAfterReopening) {
   const std::vector<BYTE> ini = ReadBytes(folder + L"\\gpt.ini");
   EXPECT_EQ(vx::gpo::GptIni::Parse({reinterpret_cast<const char*>(ini.data()), ini.size()}).Version(), 1u);
 
-  // The snap-in answers a property change by updating all views: the shown list follows at once.
+  // A page of the Authentication node tells the console through the host's mmcbase.dll; the snap-in
+  // updates all views and the shown list follows without reopening the node.
   const Rows saved{{L"Logon Policy", L"Enabled"}, {L"Runtime Policy", L"Disabled"}, {L"Kiosk Runtime Policy", L"Not configured"}};
-  ASSERT_EQ(host->UpdateAllViews(nullptr, 0, 0), S_OK);
+  using NotifyFunction = HRESULT(STDAPICALLTYPE*)(LONG_PTR, LPARAM);
+  HMODULE mmcbase = ::LoadLibraryW(WindowsPath(VX_MMCBASE_DLL).c_str());
+  ASSERT_NE(mmcbase, nullptr);
+  const auto notify = reinterpret_cast<NotifyFunction>(
+      reinterpret_cast<void*>(::GetProcAddress(mmcbase, "MMCPropertyChangeNotify")));
+  const auto freeHandle = reinterpret_cast<HRESULT(STDAPICALLTYPE*)(LONG_PTR)>(
+      reinterpret_cast<void*>(::GetProcAddress(mmcbase, "MMCFreeNotifyHandle")));
+  ASSERT_TRUE(notify && freeHandle);
+  MMC_COOKIE cookie = 0;
+  const LONG_PTR handle =
+      host->ScopeNotifyHandle({kMachine, L"Vantorix Keystone Client", L"Security", L"Authentication"}, &cookie);
+  ASSERT_NE(handle, 0);
+  EXPECT_EQ(notify(0, cookie), E_INVALIDARG);
+  ASSERT_EQ(notify(handle, cookie), S_OK);
+  EXPECT_NE(host->ResultRows(), saved) << "posted: nothing happens before the host's thread runs";
+  Pump(100);
   EXPECT_EQ(host->ResultRows(), saved);
+  EXPECT_EQ(freeHandle(handle), S_OK);
+  ::FreeLibrary(mmcbase);
 
   host->Shutdown();
   host.reset();

@@ -50,6 +50,7 @@ std::vector<ConsoleRoot> EditorRoots(IGPEInformation* gpe) {
 }
 
 HRESULT ConsoleHost::Create() {
+  m_propertyChangeMessage = ::RegisterWindowMessageW(kPropertyChangeMessageName);
   INITCOMMONCONTROLSEX controls{sizeof(controls), ICC_TREEVIEW_CLASSES | ICC_LISTVIEW_CLASSES};
   if (!::InitCommonControlsEx(&controls)) return E_FAIL;
   WNDCLASSEXW windowClass{};
@@ -330,8 +331,44 @@ void ConsoleHost::OpenProperties(int row) {
   item.cchTextMax = 260;
   if (!::SendMessageW(m_list, LVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item))) return;
   if (ShowPropertySheet(m_window, m_extensions[node->extension].component.Get(), static_cast<MMC_COOKIE>(item.lParam),
-                        text) == S_OK)
+                        text, NotifyHandle(node->extension, false)) == S_OK)
     RefreshResults();
+}
+
+LONG_PTR ConsoleHost::NotifyHandle(int extension, bool scope) {
+  auto target = std::make_unique<PropertyNotifyTarget>();
+  target->window = m_window;
+  target->extension = extension;
+  target->scope = scope;
+  m_notifyTargets.push_back(std::move(target));
+  return reinterpret_cast<LONG_PTR>(m_notifyTargets.back().get());
+}
+
+LONG_PTR ConsoleHost::ScopeNotifyHandle(const std::vector<std::wstring>& path, MMC_COOKIE* cookie) {
+  HTREEITEM item = FindPath(path);
+  ScopeNode* node = item ? NodeOf(item) : nullptr;
+  if (!node || node->extension < 0) return 0;
+  if (cookie) *cookie = node->cookie;
+  return NotifyHandle(node->extension, true);
+}
+
+// A page's MMCPropertyChangeNotify, posted here: the snap-in object that created the pages hears
+// MMCN_PROPERTY_CHANGE (arg: TRUE for a scope item). As in the console, views change only when the
+// snap-in updates them.
+void ConsoleHost::OnPropertyChange(WPARAM handle, LPARAM param) {
+  const auto* target = reinterpret_cast<const PropertyNotifyTarget*>(handle);
+  bool known = false;
+  for (const auto& kept : m_notifyTargets) known = known || kept.get() == target;
+  if (!known || target->extension < 0 || target->extension >= static_cast<int>(m_extensions.size())) return;
+  Extension& extension = m_extensions[target->extension];
+  const int previous = m_current;
+  m_current = target->extension;
+  if (target->scope) {
+    extension.data->Notify(nullptr, MMCN_PROPERTY_CHANGE, TRUE, param);
+  } else if (extension.component) {
+    extension.component->Notify(nullptr, MMCN_PROPERTY_CHANGE, FALSE, param);
+  }
+  m_current = previous;
 }
 
 LRESULT ConsoleHost::OnNotify(NMHDR* header) {
@@ -356,6 +393,10 @@ LRESULT CALLBACK ConsoleHost::WindowProc(HWND window, UINT message, WPARAM wPara
     ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(create->lpCreateParams));
   }
   auto* host = reinterpret_cast<ConsoleHost*>(::GetWindowLongPtrW(window, GWLP_USERDATA));
+  if (host && host->m_propertyChangeMessage != 0 && message == host->m_propertyChangeMessage) {
+    host->OnPropertyChange(wParam, lParam);
+    return 0;
+  }
   if (host) {
     switch (message) {
       case WM_SIZE:

@@ -17,6 +17,8 @@
 #include <gpedit.h>
 #include <wrl/client.h>
 
+#include "property_notify.h"
+
 namespace vx::console {
 
 // One root of the host's tree: a console node that extensions register for, with the interface its
@@ -49,6 +51,9 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   // What the windows show: the names below a tree node (expanding it), and the result rows.
   std::vector<std::wstring> Children(const std::vector<std::wstring>& path);
   std::vector<std::vector<std::wstring>> ResultRows() const;
+  // The notify handle a property sheet of the scope node at path is given, and the node's cookie
+  // (what its pages name in MMCPropertyChangeNotify); 0 when there is no such node of an extension.
+  LONG_PTR ScopeNotifyHandle(const std::vector<std::wstring>& path, MMC_COOKIE* cookie);
   void OnTimer(std::function<void()> action) { m_timer = std::move(action); }
   // The program's main window ends the message loop when it closes; a host inside a test does not.
   void QuitWhenClosed() { m_quitWhenClosed = true; }
@@ -134,6 +139,8 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   HTREEITEM FindPath(const std::vector<std::wstring>& path);
   void RefreshResults();
   void OpenProperties(int row);
+  LONG_PTR NotifyHandle(int extension, bool scope);
+  void OnPropertyChange(WPARAM handle, LPARAM param);
 
   std::vector<ConsoleRoot> m_roots;
   HWND m_window = nullptr, m_tree = nullptr, m_list = nullptr;
@@ -144,6 +151,8 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   bool m_refreshing = false;
   bool m_quitWhenClosed = false;
   std::function<void()> m_timer;
+  std::vector<std::unique_ptr<PropertyNotifyTarget>> m_notifyTargets;  // live until the host closes
+  UINT m_propertyChangeMessage = 0;
   std::atomic<ULONG> m_refs{1};
 };
 

@@ -45,7 +45,8 @@ class PageCollector final : public IPropertySheetCallback {
 
 }  // namespace
 
-HRESULT ShowPropertySheet(HWND owner, IComponent* component, MMC_COOKIE cookie, const std::wstring& title) {
+HRESULT ShowPropertySheet(HWND owner, IComponent* component, MMC_COOKIE cookie, const std::wstring& title,
+                          LONG_PTR notifyHandle) {
   ComPtr<IExtendPropertySheet> extend;
   HRESULT hr = component->QueryInterface(IID_IExtendPropertySheet, reinterpret_cast<void**>(extend.GetAddressOf()));
   if (FAILED(hr)) return S_FALSE;
@@ -54,7 +55,7 @@ HRESULT ShowPropertySheet(HWND owner, IComponent* component, MMC_COOKIE cookie, 
   if (FAILED(hr)) return hr;
   if (extend->QueryPagesFor(object.Get()) != S_OK) return S_FALSE;
   PageCollector collector;
-  hr = extend->CreatePropertyPages(&collector, 0, object.Get());
+  hr = extend->CreatePropertyPages(&collector, notifyHandle, object.Get());
   if (FAILED(hr)) return hr;
   if (collector.pages.empty()) return S_FALSE;
   PROPSHEETHEADERW header{};

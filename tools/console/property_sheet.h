@@ -11,7 +11,8 @@
 
 namespace vx::console {
 
-// S_FALSE when the item has no pages.
-HRESULT ShowPropertySheet(HWND owner, IComponent* component, MMC_COOKIE cookie, const std::wstring& title);
+// S_FALSE when the item has no pages. The pages are given notifyHandle for MMCPropertyChangeNotify.
+HRESULT ShowPropertySheet(HWND owner, IComponent* component, MMC_COOKIE cookie, const std::wstring& title,
+                          LONG_PTR notifyHandle);
 
 }  // namespace vx::console
