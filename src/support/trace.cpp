@@ -2,8 +2,10 @@
 #include "support/trace.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 #include "platform/text.h"
 #include "support/trace_writer.h"
@@ -11,8 +13,23 @@
 namespace VXTraceNS {
 
 std::atomic<CTraceFacility*> g_pFacility{nullptr};
+std::atomic<DWORD> g_currentSettings{0};
 
-void Install(CTraceFacility* facility) { g_pFacility.store(facility, std::memory_order_release); }
+void Install(CTraceFacility* facility) {
+  if (facility) {
+    facility->MakeCurrent();
+    return;
+  }
+  g_pFacility.store(nullptr, std::memory_order_release);
+  g_currentSettings.store(0);
+}
+
+// Under the trace lock, as a reload publishes its word, so that the copy cannot fall behind.
+void CTraceFacility::MakeCurrent() {
+  std::lock_guard lock(m_lock);
+  g_pFacility.store(this, std::memory_order_release);
+  g_currentSettings.store(m_settings.load());
+}
 
 namespace {
 
@@ -65,6 +82,41 @@ std::string_view PrepareFormat(const char* format, char* out) {
   return {out, to};
 }
 
+}  // namespace
+
+// The message formats seen so far, each prepared and parsed once. Keyed by the format's address, as
+// formats are nearly always literals; the text is compared as well, so a buffer that is reused with
+// other text is never mistaken for the format it held before. Guarded by the trace lock.
+class CMessageFormats {
+ public:
+  // The ready format; null when the format does not fit and its message is dropped.
+  const vx::ParsedFormat* Find(const char* format) {
+    const auto address = reinterpret_cast<std::uintptr_t>(format);
+    Entry& entry = m_entries[(address ^ (address >> 7) ^ (address >> 13)) % kSlots];
+    if (entry.key != format || std::strcmp(format, entry.text.c_str()) != 0) {
+      char prepared[kMaxFormatBytes + kMaxMessageChars];
+      const std::string_view ready = PrepareFormat(format, prepared);
+      entry.key = nullptr;  // stays unused if what follows throws
+      entry.text = format;
+      entry.ready.reset();
+      if (ready.data() != nullptr) entry.ready.emplace(ready);
+      entry.key = format;
+    }
+    return entry.ready ? &*entry.ready : nullptr;
+  }
+
+ private:
+  static constexpr size_t kSlots = 64;
+  struct Entry {
+    const char* key = nullptr;
+    std::string text;
+    std::optional<vx::ParsedFormat> ready;
+  };
+  std::array<Entry, kSlots> m_entries;
+};
+
+namespace {
+
 bool SameDate(const SYSTEMTIME& a, const SYSTEMTIME& b) {
   return a.wYear == b.wYear && a.wMonth == b.wMonth && a.wDay == b.wDay;
 }
@@ -76,7 +128,7 @@ bool SameTime(const SYSTEMTIME& a, const SYSTEMTIME& b) {
 
 }  // namespace
 
-CTraceFacility::CTraceFacility(const TracePorts& ports) : m_ports(ports) {
+CTraceFacility::CTraceFacility(const TracePorts& ports) : m_ports(ports), m_tick(ports.clock.TickSource()) {
   try {
     m_moduleName = vx::SplitPath(m_ports.process.ModulePath()).name;
     m_processMutex = m_ports.process.CreateNamedMutex(vx::Format(u"%u", m_ports.process.ProcessId()));
@@ -171,10 +223,10 @@ void CTraceFacility::Message(CTraceScope& scope, const char* format, std::span<c
     char* text = reinterpret_cast<char*>(record + kRecordHeadSize);
     size_t length = 0;
     if (format && *format) {
-      char prepared[kMaxFormatBytes + kMaxMessageChars];
-      const std::string_view ready = PrepareFormat(format, prepared);
-      if (ready.data() == nullptr) return;  // the format does not fit: nothing is written
-      length = vx::FormatNarrowToV(text, kMaxMessageBytes, ready, args);
+      if (!m_formats) m_formats = std::make_unique<CMessageFormats>();
+      const vx::ParsedFormat* ready = m_formats->Find(format);
+      if (ready == nullptr) return;  // the format does not fit: nothing is written
+      length = ready->FormatTo(text, kMaxMessageBytes, args);
     }
     WriteDateTime(scope);
     if (!m_output) m_output = MakeOutput();

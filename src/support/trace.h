@@ -35,6 +35,7 @@ inline constexpr DWORD kRefreshIntervalMs = 30000;
 inline constexpr char16_t kConfigKey[] = u"SOFTWARE\\Vantorix\\Tracing";
 
 class CTraceScope;
+class CMessageFormats;
 
 // Where records go. The first operation writes one record, the second is the (deleting) destructor.
 class COutput {
@@ -79,11 +80,14 @@ class CTraceFacility {
   CTraceFacility(const CTraceFacility&) = delete;
   CTraceFacility& operator=(const CTraceFacility&) = delete;
 
-  // The cheap part of every entry: one tick-count read and one bit test when tracing is off.
+  // The cheap part of every entry: one tick-count read and one bit test when tracing is off. The
+  // system clock is read through a plain function, not the port's virtual call.
   void Enter(CTraceScope& scope, const char* name) {
-    const DWORD tick = m_ports.clock.GetTickCount();
-    if (tick > m_nextCheck.load(std::memory_order_relaxed)) RefreshConfiguration(tick);
-    if (m_settings.load(std::memory_order_relaxed) & kTracingOn) EnterRecord(scope, name);
+    const DWORD tick = m_tick ? m_tick() : m_ports.clock.GetTickCount();
+    if (tick > m_nextCheck.load(std::memory_order_relaxed)) [[unlikely]]
+      RefreshConfiguration(tick);
+    if (m_settings.load(std::memory_order_relaxed) & kTracingOn) [[unlikely]]
+      EnterRecord(scope, name);
   }
   void Exit(CTraceScope& scope) {
     if (m_settings.load(std::memory_order_relaxed) & kTracingOn) ExitRecord(scope);
@@ -96,12 +100,14 @@ class CTraceFacility {
   COutput& Output();  // created on first use, kept for the life of the facility
 
   // Configuration refresh step of Enter (public for tests and for the first call at module load).
-  void RefreshConfiguration(DWORD tick);
+  [[gnu::noinline]] void RefreshConfiguration(DWORD tick);
   DWORD Settings() const { return m_settings.load(); }
   LONG Verbosity();
   bool ComponentEnabled();
 
  private:
+  friend void Install(CTraceFacility* facility);
+  void MakeCurrent();
   void EnterRecord(CTraceScope& scope, const char* name);
   void ExitRecord(CTraceScope& scope);
   void Reload(DWORD settings, vx::platform::IRegistryKey* config);
@@ -112,6 +118,7 @@ class CTraceFacility {
   DWORD SessionId();
 
   TracePorts m_ports;
+  vx::platform::IClock::TickFunction m_tick;
   std::atomic<DWORD> m_settings{kInitialSettings};
   std::atomic<DWORD> m_nextCheck{0};
   std::mutex m_lock;  // the trace lock: records, reload and output creation
@@ -124,12 +131,20 @@ class CTraceFacility {
   bool m_haveSessionId = false;
   std::u16string m_moduleName;  // file name without directory and extension, for the component filter
   std::unique_ptr<vx::platform::IHandle> m_processMutex;
+  std::unique_ptr<CMessageFormats> m_formats;  // made with the first message
 };
 
 // The current facility (null: nothing is traced).
 extern std::atomic<CTraceFacility*> g_pFacility;
 inline CTraceFacility* CurrentFacility() { return g_pFacility.load(std::memory_order_acquire); }
 void Install(CTraceFacility* facility);
+// A copy of the current facility's settings word (0 when there is none), kept with every change, so that
+// the calls after a scope's entry decide with one load that they have nothing to do. The facility's own
+// word stays what decides: a set bit here only leads to it.
+extern std::atomic<DWORD> g_currentSettings;
+inline bool MaybeOn(DWORD mask, DWORD want) {
+  return (g_currentSettings.load(std::memory_order_relaxed) & mask) == want;
+}
 
 // Makes a facility current for its lifetime (module load to unload; a test's body).
 class CInstalledFacility {
@@ -169,10 +184,14 @@ inline CTraceScope& TraceEnter(CTraceScope& scope, const char* name) {
   return scope;
 }
 inline void TraceExit(CTraceScope& scope) {
+  if (!MaybeOn(kTracingOn, kTracingOn)) [[likely]]
+    return;
   if (CTraceFacility* facility = CurrentFacility()) facility->Exit(scope);
 }
 template <class... A>
 inline void TraceMessage(CTraceScope& scope, const char* format, const A&... args) {
+  if (!MaybeOn(kTracingOn | kProfiling, kTracingOn)) [[likely]]
+    return;
   CTraceFacility* facility = CurrentFacility();
   if (!facility || !facility->MessagesOn()) return;
   const vx::FormatArg list[] = {vx::FormatArg(args)..., vx::FormatArg(0)};
@@ -183,8 +202,9 @@ inline bool IsRecordedResult(HRESULT hr) {
   return hr < 0 || (static_cast<DWORD>(hr) & 0x1FFF0000u) == 0x00090000u;
 }
 inline void TraceResult(CTraceScope& scope, const char* text, HRESULT hr) {
+  if (!IsRecordedResult(hr)) return;  // first: a success costs no load of the facility
   CTraceFacility* facility = CurrentFacility();
-  if (facility && IsRecordedResult(hr)) facility->Result(scope, text, hr);
+  if (facility) facility->Result(scope, text, hr);
 }
 COutput& GetTraceOutput();
 

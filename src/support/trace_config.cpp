@@ -99,6 +99,7 @@ void CTraceFacility::RefreshConfiguration(DWORD tick) {
 
 void CTraceFacility::Reload(DWORD settings, IRegistryKey* config) {
   m_settings.store(settings);
+  if (CurrentFacility() == this) g_currentSettings.store(settings);
   m_verbosity = static_cast<LONG>(ReadConfigDword(config, u"Verbosity").value_or(0));
   m_componentEnabled = true;
   ForEachValueName(config, u"ComponentsNOT", [&](const std::u16string& name) {

@@ -239,6 +239,81 @@ TEST_F(TraceConfig, NamedMutexLivesWithTheFacility) {
   EXPECT_TRUE(process.openMutexes.empty());
 }
 
+// Each call decides by the settings of that moment, not by those its scope was entered with.
+TEST_F(TraceConfig, ASwitchInsideAnOpenScopeTakesEffectAtItsNextCall) {
+  Config(u"DoTrace", 0);
+  Start();
+  {
+    CTraceScope outer("Outer");  // off: nothing
+    Config(u"DoTrace", 1);
+    clock.Advance(kRefreshIntervalMs + 1);
+    { CTraceScope inner("Inner"); }  // refreshes: on
+    outer.Message("after the switch");
+  }
+  {
+    CTraceScope outer("Second");
+    Config(u"DoTrace", 0);
+    clock.Advance(kRefreshIntervalMs + 1);
+    { CTraceScope inner("Off again"); }
+    outer.Message("not written");
+  }
+  Stop();
+  EXPECT_EQ(File().Kinds(), "tT><U<>");
+  EXPECT_EQ(File().Texts('>'), (std::vector<std::string>{"Inner", "Second"}));
+}
+
+TEST_F(TraceConfig, OnlyTheCurrentFacilityTracesWithItsLatestSettings) {
+  Config(u"DoTrace", 1);
+  auto& facility = Start();
+  { CTraceScope scope("Current"); }
+  Install(nullptr);
+  {
+    CTraceScope scope("Not current");
+    scope.Message("dropped");
+  }
+  Config(u"DoTrace", 0);
+  facility.RefreshConfiguration(clock.tick);
+  Install(&facility);  // made current while off
+  Config(u"DoTrace", 1);
+  clock.Advance(kRefreshIntervalMs + 1);
+  {
+    CTraceScope scope("Current again");
+    scope.Message("written");
+  }
+  Stop();
+  EXPECT_EQ(File().Texts('>'), (std::vector<std::string>{"Current", "Current again"}));
+  EXPECT_EQ(File().Kinds(), "tT><>U<");
+}
+
+namespace {
+
+// A clock that offers its tick count as a plain function too, as the system clocks do; its virtual
+// tick never moves, so only the plain function can bring the next refresh.
+std::atomic<DWORD> g_plainTick{5000};
+DWORD PlainTick() { return g_plainTick.load(); }
+
+class PlainTickClock : public vx::platform::FakeClock {
+ public:
+  TickFunction TickSource() override { return &PlainTick; }
+};
+
+}  // namespace
+
+TEST_F(TraceConfig, TheClocksPlainTickFunctionTimesTheRefresh) {
+  PlainTickClock plainClock;
+  Config(u"DoTrace", 0);
+  {
+    CInstalledFacility facility(TracePorts{registry, plainClock, files, process});
+    { CTraceScope scope("Off"); }
+    Config(u"DoTrace", 1);
+    g_plainTick += kRefreshIntervalMs;
+    { CTraceScope scope("Not yet"); }
+    g_plainTick += 1;
+    { CTraceScope scope("On"); }
+  }
+  EXPECT_EQ(File().Texts('>'), std::vector<std::string>{"On"});
+}
+
 TEST(TraceDirectories, CreationRules) {
   vx::platform::MemoryFileSystem files;
   EXPECT_EQ(CreateDirectoryPath(files, u""), E_INVALIDARG);

@@ -10,11 +10,9 @@ DWORD PosixTickCount() {
   return static_cast<DWORD>(static_cast<unsigned long long>(ts.tv_sec) * 1000u + ts.tv_nsec / 1000000);
 }
 
-DWORD PosixClock::GetTickCount() {
-  timespec ts;
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &ts);
-  return static_cast<DWORD>(static_cast<unsigned long long>(ts.tv_sec) * 1000u + ts.tv_nsec / 1000000);
-}
+DWORD PosixClock::GetTickCount() { return PosixTickCount(); }
+
+IClock::TickFunction PosixClock::TickSource() { return &PosixTickCount; }
 
 SYSTEMTIME PosixClock::GetLocalTime() {
   // The coarse clock has the resolution of the system tick, like GetLocalTime on Windows.

@@ -13,6 +13,7 @@ class PosixClock : public IClock {
  public:
   DWORD GetTickCount() override;  // coarse monotonic clock, milliseconds
   SYSTEMTIME GetLocalTime() override;
+  TickFunction TickSource() override;
 };
 
 class PosixFileSystem : public IFileSystem {

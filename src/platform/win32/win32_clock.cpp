@@ -2,6 +2,12 @@
 
 namespace vx::platform {
 
+namespace {
+
+DWORD SystemTickCount() { return ::GetTickCount(); }
+
+}  // namespace
+
 DWORD Win32Clock::GetTickCount() { return ::GetTickCount(); }
 
 SYSTEMTIME Win32Clock::GetLocalTime() {
@@ -9,5 +15,7 @@ SYSTEMTIME Win32Clock::GetLocalTime() {
   ::GetLocalTime(&now);
   return now;
 }
+
+IClock::TickFunction Win32Clock::TickSource() { return &SystemTickCount; }
 
 }  // namespace vx::platform

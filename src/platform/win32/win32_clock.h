@@ -9,6 +9,7 @@ class Win32Clock final : public IClock {
  public:
   DWORD GetTickCount() override;
   SYSTEMTIME GetLocalTime() override;
+  TickFunction TickSource() override;
 };
 
 }  // namespace vx::platform
