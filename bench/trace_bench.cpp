@@ -18,6 +18,7 @@
 #include "platform/memory/memory_registry.h"
 #include "ratio_reporter.h"
 #include "platform/posix/posix_ports.h"
+#include "platform/format.h"
 #include "platform/text.h"
 #include "support/trace.h"
 
@@ -45,9 +46,9 @@ struct Facility {
   std::unique_ptr<CInstalledFacility> installed;
 };
 
-// "policy LogonPolicy saved, mask 0x...": the text is exactly 40 bytes.
-constexpr const char* kMessage40 = "policy %s saved, mask 0x%016I64X";
-const std::string kText40 = "policy Logon saved, mask 0x0000000000000013";
+// "policy Logon saved as 0x...": the text is exactly 40 bytes, so that its record has the baseline's size.
+constexpr const char* kMessage40 = "policy %s saved as 0x%016I64X";
+const std::string kText40 = "policy Logon saved as 0x0000000000000013";
 const std::string kLong(400 - 7, 'x');
 
 void BM_Floor_TickAndBitTest(benchmark::State& state) {
@@ -123,6 +124,11 @@ class TraceRatios : public RatioReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The 40-byte case compares records with the baseline's writes of the same size.
+  if (kText40.size() != 40 || vx::FormatNarrow(kMessage40, "Logon", 0x13ULL) != kText40) {
+    std::fprintf(stderr, "the 40-byte message is not 40 bytes\n");
+    return 1;
+  }
   char dir[] = "/tmp/vxtrace-bench-XXXXXX";
   if (!mkdtemp(dir)) return 1;
   g_dir = dir;

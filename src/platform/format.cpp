@@ -5,6 +5,7 @@
 #include "platform/text.h"
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -16,26 +17,17 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-// One parsed conversion: "%[flags][width][.precision][size]letter".
-struct Directive {
-  bool left = false;
-  bool plus = false;
-  bool space = false;
-  bool alt = false;
-  bool zero = false;
-  size_t width = 0;
-  int precision = -1;  // -1: none given
-  int bits = 32;       // how much of an integer argument is read
-  char conv = 0;
-};
+using Directive = detail::Directive;
+using Step = detail::FormatStep;
 
 // The output, cut at a capacity. A character that does not fit whole closes the output, so the
 // cut never falls inside a UTF-8 sequence or a surrogate pair and nothing shorter slips in after it.
 template <class C>
 class Sink {
  public:
-  explicit Sink(size_t cap) : cap_(cap) {}                 // grows a string
-  Sink(C* buffer, size_t cap) : buf_(buffer), cap_(cap) {}  // fills the caller's buffer
+  explicit Sink(size_t cap) : cap_(cap) {}  // grows a string
+  // Fills the caller's buffer, whose first len units are already written.
+  Sink(C* buffer, size_t cap, size_t len = 0) : buf_(buffer), len_(len), cap_(cap) {}
   size_t size() const { return buf_ ? len_ : out_.size(); }
   bool done() const { return closed_ || size() >= cap_; }
   size_t room() const { return closed_ ? 0 : cap_ - size(); }
@@ -402,6 +394,17 @@ void PutAnyString(Sink<C>& out, const Directive& s, const FormatArg& a) {
 
 // ---- the format string ------------------------------------------------------------------------
 
+// Whether a conversion letter is one this formatter knows (others are copied as text).
+bool IsKnownConversion(char conv) {
+  switch (conv) {
+    case 'd': case 'i': case 'u': case 'o': case 'x': case 'X': case 'c': case 'C':
+    case 's': case 'S': case 'p': case 'e': case 'E': case 'f': case 'F': case 'g': case 'G':
+      return true;
+    default:
+      return false;
+  }
+}
+
 template <class C>
 class Formatter {
  public:
@@ -411,13 +414,51 @@ class Formatter {
   Sink<C>& Run() {
     while (i_ < f_.size() && !out_.done()) {
       // Formats are short: a plain loop beats a library search call here.
-      size_t pct = i_;
-      while (pct < f_.size() && f_[pct] != C('%')) ++pct;
+      const size_t pct = LiteralEnd();
       if (pct > i_) {
         Literal(i_, pct);
         i_ = pct;
       } else {
         Conversion();
+      }
+    }
+    return out_;
+  }
+
+  // The steps of the format, each as Run would take it; false when a width or precision comes from
+  // an argument ('*'), which only a run can know.
+  bool Compile(std::vector<Step>& steps) {
+    compiling_ = true;
+    while (i_ < f_.size()) {
+      Step step;
+      step.from = static_cast<std::uint32_t>(i_);
+      const size_t pct = LiteralEnd();
+      if (pct > i_) {
+        i_ = pct;
+        step.kind = Step::Kind::Literal;
+      } else {
+        Directive s;
+        step.kind = ParseConversion(s);
+        step.directive = s;
+        if (step.kind == Step::Kind::Conversion) ++i_;
+      }
+      step.to = static_cast<std::uint32_t>(i_);
+      steps.push_back(step);
+    }
+    return !usesStar_;
+  }
+
+  // Runs compiled steps: the same calls Run makes, without parsing again. nextArg: the arguments
+  // before it were taken by earlier steps.
+  Sink<C>& Run(std::span<const Step> steps, size_t nextArg) {
+    next_ = nextArg;
+    for (const Step& step : steps) {
+      if (out_.done()) break;
+      switch (step.kind) {
+        case Step::Kind::Literal:
+        case Step::Kind::Unknown: Literal(step.from, step.to); break;
+        case Step::Kind::Percent: out_.Ascii("%"); break;
+        case Step::Kind::Conversion: Convert(step.directive); break;
       }
     }
     return out_;
@@ -437,6 +478,12 @@ class Formatter {
     }
   }
 
+  size_t LiteralEnd() const {
+    size_t pct = i_;
+    while (pct < f_.size() && f_[pct] != C('%')) ++pct;
+    return pct;
+  }
+
   bool At(char c) const { return i_ < f_.size() && f_[i_] == static_cast<C>(c); }
   bool IsDigit() const { return i_ < f_.size() && f_[i_] >= C('0') && f_[i_] <= C('9'); }
 
@@ -447,6 +494,8 @@ class Formatter {
   long long Number() {
     if (At('*')) {
       ++i_;
+      usesStar_ = true;
+      if (compiling_) return 0;
       const FormatArg* a = NextArg();
       if (a == nullptr || a->kind() == FormatArg::Kind::Double || IsString(*a)) return 0;
       return static_cast<std::int32_t>(static_cast<std::uint32_t>(a->asUnsigned()));  // read as an int
@@ -485,14 +534,32 @@ class Formatter {
   }
 
   void Conversion() {
-    const size_t start = i_++;
+    const size_t start = i_;
     const size_t firstArg = next_;
+    Directive s;
+    switch (ParseConversion(s)) {
+      case Step::Kind::Percent:
+        out_.Ascii("%");
+        return;
+      case Step::Kind::Unknown:
+        // Unknown or unfinished: the text is copied and no argument is used.
+        next_ = firstArg;
+        Literal(start, i_);
+        return;
+      default:
+        Convert(s);
+        ++i_;
+    }
+  }
+
+  // Parses the conversion at i_ (a '%'). Percent and Unknown leave i_ after their text; Conversion
+  // leaves it on the letter.
+  Step::Kind ParseConversion(Directive& s) {
+    ++i_;
     if (At('%')) {
       ++i_;
-      out_.Ascii("%");
-      return;
+      return Step::Kind::Percent;
     }
-    Directive s;
     for (;; ++i_) {
       if (At('-')) s.left = true;
       else if (At('+')) s.plus = true;
@@ -511,27 +578,17 @@ class Formatter {
     }
     SizePrefix(s);
     if (i_ < f_.size() && f_[i_] < 0x80) s.conv = static_cast<char>(f_[i_]);
-    if (s.conv == 0 || !Convert(s)) {
-      // Unknown or unfinished: the text is copied and no argument is used.
+    if (!IsKnownConversion(s.conv)) {
       if (i_ < f_.size()) i_ += RawLength(f_.data() + i_, f_.size() - i_);
-      next_ = firstArg;
-      Literal(start, i_);
-      return;
+      return Step::Kind::Unknown;
     }
-    ++i_;
+    return Step::Kind::Conversion;
   }
 
-  // false: not a conversion this formatter knows.
-  bool Convert(Directive& s) {
-    switch (s.conv) {
-      case 'd': case 'i': case 'u': case 'o': case 'x': case 'X': case 'c': case 'C':
-      case 's': case 'S': case 'p': case 'e': case 'E': case 'f': case 'F': case 'g': case 'G':
-        break;
-      default:
-        return false;
-    }
+  // A known conversion with the next argument.
+  void Convert(const Directive& s) {
     const FormatArg* a = NextArg();
-    if (a == nullptr) return true;  // a missing argument prints nothing
+    if (a == nullptr) return;  // a missing argument prints nothing
     const bool number = !IsString(*a) && a->kind() != FormatArg::Kind::Pointer;
     switch (s.conv) {
       case 'c': case 'C':
@@ -562,7 +619,6 @@ class Formatter {
         if (!IsString(*a)) PutInteger(out_, s, IntegerOf(*a));
         break;
     }
-    return true;
   }
 
   std::basic_string_view<C> f_;
@@ -570,6 +626,8 @@ class Formatter {
   Sink<C> out_;
   size_t i_ = 0;
   size_t next_ = 0;
+  bool compiling_ = false;
+  bool usesStar_ = false;
 };
 
 }  // namespace
@@ -584,6 +642,139 @@ std::string FormatNarrowV(std::string_view format, std::span<const FormatArg> ar
 
 size_t FormatNarrowToV(char* buffer, size_t capacity, std::string_view format, std::span<const FormatArg> args) {
   return Formatter<char>(format, args, Sink<char>(buffer, capacity)).Run().size();
+}
+
+ParsedFormat::ParsedFormat(std::string_view format) : m_format(format) {
+  Sink<char> unused(0);
+  m_compiled = Formatter<char>(m_format, {}, std::move(unused)).Compile(m_steps);
+  if (!m_compiled) m_steps.clear();
+}
+
+namespace {
+
+// Copies and fills of the few bytes a message step writes, without a library call: two overlapping
+// moves of a fixed size cover every length up to twice that size.
+template <size_t N>
+[[gnu::always_inline]] inline void Move(char* to, const char* from) {
+  char block[N];
+  std::memcpy(block, from, N);
+  std::memcpy(to, block, N);
+}
+
+[[gnu::always_inline]] inline void SmallCopy(char* to, const char* from, size_t n) {
+  if (n >= 16) {
+    std::memcpy(to, from, n);
+  } else if (n >= 8) {
+    Move<8>(to, from);
+    Move<8>(to + n - 8, from + n - 8);
+  } else if (n >= 4) {
+    Move<4>(to, from);
+    Move<4>(to + n - 4, from + n - 4);
+  } else if (n >= 2) {
+    Move<2>(to, from);
+    Move<2>(to + n - 2, from + n - 2);
+  } else if (n == 1) {
+    *to = *from;
+  }
+}
+
+// The fill pattern stays in a register: reading it back from memory at an odd offset would stall.
+[[gnu::always_inline]] inline char* SmallFill(char* to, char c, size_t n) {
+  const std::uint64_t pattern = 0x0101010101010101ull * static_cast<unsigned char>(c);
+  if (n > 16) {
+    return std::fill_n(to, n, c);
+  } else if (n >= 8) {
+    std::memcpy(to, &pattern, 8);
+    std::memcpy(to + n - 8, &pattern, 8);
+  } else if (n >= 4) {
+    std::memcpy(to, &pattern, 4);
+    std::memcpy(to + n - 4, &pattern, 4);
+  } else {
+    for (size_t i = 0; i < n; ++i) to[i] = c;
+  }
+  return to + n;
+}
+
+// The usual steps of a trace message, written straight into the buffer when their whole text fits;
+// false leaves the step (and the rest) to the general run. Each case writes what that run would.
+bool FastStep(const detail::FormatStep& step, std::string_view format, std::span<const FormatArg> args,
+              size_t& next, char* out, size_t& len, size_t capacity) {
+  const size_t room = capacity - len;
+  switch (step.kind) {
+    case Step::Kind::Literal:
+    case Step::Kind::Unknown: {
+      const size_t n = step.to - step.from;
+      if (n > room) return false;
+      SmallCopy(out + len, format.data() + step.from, n);
+      len += n;
+      return true;
+    }
+    case Step::Kind::Percent:
+      if (room == 0) return false;
+      out[len++] = '%';
+      return true;
+    case Step::Kind::Conversion:
+      break;
+  }
+  if (next >= args.size()) return true;  // a missing argument prints nothing
+  const FormatArg& a = args[next];
+  const Directive& s = step.directive;
+  if ((s.conv == 's' || s.conv == 'S') && a.kind() == FormatArg::Kind::Narrow && a.narrow() != nullptr &&
+      s.width == 0 && s.precision < 0) {
+    const size_t n = strnlen(a.narrow(), room + 1);
+    if (n > room) return false;
+    SmallCopy(out + len, a.narrow(), n);
+    len += n;
+    ++next;
+    return true;
+  }
+  const bool integer = a.kind() == FormatArg::Kind::Signed || a.kind() == FormatArg::Kind::Unsigned;
+  const bool plain = !s.left && !s.plus && !s.space && !s.alt && s.precision < 0;
+  if (!integer || !plain) return false;
+  const bool isSigned = s.conv == 'd' || s.conv == 'i';
+  if (!isSigned && s.conv != 'u' && s.conv != 'x' && s.conv != 'X') return false;
+  // As PutInteger reads it: cut to the conversion's size, sign-extended for %d and %i.
+  const std::uint64_t mask = s.bits >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << s.bits) - 1;
+  std::uint64_t value = a.asUnsigned() & mask;
+  if (isSigned && s.bits < 64 && (value >> (s.bits - 1)) != 0) value |= ~mask;
+  const bool negative = isSigned && static_cast<std::int64_t>(value) < 0;
+  if (negative) value = 0 - value;
+  // The digits are counted first and then written in place, last to first.
+  const bool hex = s.conv == 'x' || s.conv == 'X';
+  size_t digits = 1;
+  if (hex) {
+    digits = value == 0 ? 1 : (static_cast<size_t>(std::bit_width(value)) + 3) / 4;
+  } else {
+    for (std::uint64_t v = value; v >= 10; v /= 10) ++digits;
+  }
+  const size_t body = digits + (negative ? 1 : 0);
+  const size_t pad = s.width > body ? s.width - body : 0;
+  if (pad + body > room) return false;
+  char* at = out + len;
+  if (!s.zero) at = SmallFill(at, ' ', pad);
+  if (negative) *at++ = '-';
+  if (s.zero) at = SmallFill(at, '0', pad);
+  char* digit = at + digits;
+  if (hex) {
+    const char* set = s.conv == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
+    do *--digit = set[value & 15]; while ((value >>= 4) != 0);
+  } else {
+    do *--digit = static_cast<char>('0' + value % 10); while ((value /= 10) != 0);
+  }
+  len = static_cast<size_t>(at - out) + digits;
+  ++next;
+  return true;
+}
+
+}  // namespace
+
+size_t ParsedFormat::FormatTo(char* buffer, size_t capacity, std::span<const FormatArg> args) const {
+  if (!m_compiled) return FormatNarrowToV(buffer, capacity, m_format, args);
+  size_t len = 0, next = 0, step = 0;
+  while (step < m_steps.size() && FastStep(m_steps[step], m_format, args, next, buffer, len, capacity)) ++step;
+  if (step == m_steps.size()) return len;
+  const std::span<const Step> rest(m_steps.data() + step, m_steps.size() - step);
+  return Formatter<char>(m_format, args, Sink<char>(buffer, capacity, len)).Run(rest, next).size();
 }
 
 }  // namespace vx

@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 namespace vx {
 
@@ -26,6 +27,27 @@ struct IntegerOf {
 template <class T>
 struct IntegerOf<T, true> {
   using type = std::underlying_type_t<T>;
+};
+
+// One parsed conversion: "%[flags][width][.precision][size]letter".
+struct Directive {
+  bool left = false;
+  bool plus = false;
+  bool space = false;
+  bool alt = false;
+  bool zero = false;
+  size_t width = 0;
+  int precision = -1;  // -1: none given
+  int bits = 32;       // how much of an integer argument is read
+  char conv = 0;
+};
+
+// A piece of a parsed format: literal text, "%%", a conversion, or text that only looks like one.
+struct FormatStep {
+  enum class Kind : std::uint8_t { Literal, Percent, Conversion, Unknown };
+  Kind kind = Kind::Literal;
+  std::uint32_t from = 0, to = 0;  // its text in the format
+  Directive directive;
 };
 }  // namespace detail
 
@@ -85,6 +107,21 @@ std::string FormatNarrowV(std::string_view format, std::span<const FormatArg> ar
 // Formats into the caller's buffer (no allocation for the usual conversions); returns the length
 // written, at most capacity. No terminating NUL is added.
 size_t FormatNarrowToV(char* buffer, size_t capacity, std::string_view format, std::span<const FormatArg> args);
+
+// A narrow format parsed once, for formats used again and again (trace messages). FormatTo gives
+// exactly what FormatNarrowToV gives with the same format; a format with a width or precision taken
+// from an argument ('*') is parsed at every call, as there.
+class ParsedFormat {
+ public:
+  explicit ParsedFormat(std::string_view format);
+  std::string_view Text() const { return m_format; }
+  size_t FormatTo(char* buffer, size_t capacity, std::span<const FormatArg> args) const;
+
+ private:
+  std::string m_format;
+  std::vector<detail::FormatStep> m_steps;
+  bool m_compiled = false;
+};
 
 template <class... A>
 std::u16string Format(std::u16string_view format, const A&... args) {

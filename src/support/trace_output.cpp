@@ -52,8 +52,9 @@ CFileOutput::CFileOutput(vx::platform::IFileSystem& files, std::u16string path, 
 
 void CFileOutput::Write(BYTE* record, DWORD size, CTraceScope&) {
   if (!m_file || size < kRecordHeadSize) return;
-  if (m_file->SeekToEnd(nullptr) != ERROR_SUCCESS) return;
+  // Enciphered before the seek, while the text is still in the cache; a failed seek drops the record.
   TraceCipher().Apply(record + kRecordHeadSize, size - kRecordHeadSize);
+  if (m_file->SeekToEnd(nullptr) != ERROR_SUCCESS) return;
   m_file->Write(record, size, nullptr);
 }
 

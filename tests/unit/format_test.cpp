@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -157,6 +158,55 @@ TEST(FormatBadInput, NeverFailsAndKeepsWhatItCannotUse) {
   EXPECT_EQ(Format(u"[%*d]", "wide", 3), u"[3]");  // a '*' that is no integer means 0
   EXPECT_EQ(Format(u"%d%d", 1), u"1");
   EXPECT_EQ(Format(u"%d", 1, 2), u"1");  // extra arguments are ignored
+}
+
+// A parsed format must give exactly the text of the format parsed at each call, for every conversion
+// the trace messages use and the ones they might, at every cap (the fast steps hand over to the general
+// run wherever a piece does not fit whole).
+TEST(ParsedFormats, SameTextAsFormattingWithTheFormatAtEveryCap) {
+  const char* formats[] = {
+      "m_fDisabled = %d", "gpotype = %d, gposection = %d, %ls", "%ls", "0x%016I64X", "[%d] = %ls[0x%016I64X]",
+      "%d subkeys, %d values found", "Loading %ls [%ls]", "Unknown credential type for token 0x%X",
+      "Inserting %ls 0x%I64X", "Done with 0x%X leftover", "GetUserRole() = %d, GetPolicy() = 0x%X",
+      "policy %hs saved, mask 0x%016I64X", "%d %hs", "%hs and %hc stay narrow", "wide %ls, hex %08X",
+      "%u|%lu|%i|%x|%hd|%hhu|%I32x|%llu|%zu", "[%5d][%-5d][%05d][%+d][% d][%.3d][%#x][%#o][%o]",
+      "[%8hs][%-8hs][%.2hs][%05s]", "%c%C%hc|%3c", "%p|%20p", "%f|%.2e|%g", "[%*d][%.*d][%*.*s]",
+      "100%% done %%", "%q %d", "%lhd|%d", "50%", "x%-08.", "plain text, no conversion",
+      "n\xC3\xA9 %hs \xE2\x82\xAC%d", "%s%s%s%s",
+  };
+  const std::string longText(300, 'L');
+  const std::vector<std::vector<FormatArg>> argumentSets = {
+      {7, "Logon", u"Zeichen\x416", 0x8000000000000013ULL, 'x', 12, 3, "abc"},
+      {-1, "", u"", 0ULL, -5, 0, -2, nullptr},
+      {INT32_MIN, longText.c_str(), u"\U0001F600", UINT64_MAX, 0x20AC, -7LL, 1.5, u"w"},
+      {u"wide", 5, "n\xC3\xA9", -42, 2.75, static_cast<const void*>(nullptr), true, 'q'},
+      {},
+  };
+  char expected[512], actual[512];
+  for (const char* format : formats) {
+    const ParsedFormat parsed(format);
+    EXPECT_EQ(parsed.Text(), format);
+    for (size_t set = 0; set < argumentSets.size(); ++set) {
+      const auto& args = argumentSets[set];
+      const size_t full = FormatNarrowToV(expected, sizeof expected, format, args);
+      for (size_t cap = 0; cap <= std::min(full + 1, sizeof expected); ++cap) {
+        const size_t want = FormatNarrowToV(expected, cap, format, args);
+        const size_t got = parsed.FormatTo(actual, cap, args);
+        ASSERT_EQ(std::string(actual, got), std::string(expected, want))
+            << "format \"" << format << "\", arguments " << set << ", cap " << cap;
+      }
+    }
+  }
+}
+
+TEST(ParsedFormats, OneParseServesEveryCall) {
+  const ParsedFormat parsed("[%d] = %hs[0x%016I64X]");
+  char text[64];
+  const std::vector<FormatArg> first = {3, "Smartcard", 0x13ULL};
+  const std::vector<FormatArg> second = {-12, "Password", 0xFFFFFFFFFFULL};
+  EXPECT_EQ(std::string(text, parsed.FormatTo(text, sizeof text, first)), "[3] = Smartcard[0x0000000000000013]");
+  EXPECT_EQ(std::string(text, parsed.FormatTo(text, sizeof text, second)), "[-12] = Password[0x000000FFFFFFFFFF]");
+  EXPECT_EQ(std::string(text, parsed.FormatTo(text, 10, second)), "[-12] = Pa");
 }
 
 }  // namespace

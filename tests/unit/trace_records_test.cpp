@@ -1,4 +1,5 @@
 // The records a traced operation writes: order, texts, size caps, date and time only on change.
+#include <cstdio>
 #include <stdexcept>
 #include <thread>
 
@@ -92,6 +93,39 @@ TEST_F(TraceRecords, MessageFormatting) {
   EXPECT_EQ(texts[3], std::string(399, 'a'));
   EXPECT_EQ(texts[4], std::string(398, 'b'));
   EXPECT_EQ(texts[5], "100%hs done");
+}
+
+// Formats are made ready once per address, but an address says nothing about the text it holds now.
+TEST_F(TraceRecords, AFormatIsTheTextAtItsAddressNow) {
+  char format[64] = "first %d";
+  std::vector<std::string> many;
+  for (int i = 0; i < 300; ++i) many.push_back("format " + std::to_string(i) + " = %d");
+  {
+    CTraceScope scope("Formats");
+    scope.Message(format, 1);
+    std::snprintf(format, sizeof format, "second %%s");
+    scope.Message(format, "text");
+    std::snprintf(format, sizeof format, "second %%s!");
+    scope.Message(format, "text");
+    for (int round = 0; round < 2; ++round)
+      for (int i = 0; i < 300; ++i) scope.Message(many[static_cast<size_t>(i)].c_str(), i);
+    // A dropped format is remembered as dropped, and its address used again is a new format.
+    std::string reused(401, '%');
+    scope.Message(reused.c_str());
+    scope.Message(reused.c_str());
+    reused.assign(400, '-');
+    scope.Message(reused.c_str());
+  }
+  const auto texts = Written().Texts('U');
+  ASSERT_EQ(texts.size(), 3u + 600u + 1u);
+  EXPECT_EQ(texts[0], "first 1");
+  EXPECT_EQ(texts[1], "second text");
+  EXPECT_EQ(texts[2], "second text!");
+  for (size_t i = 0; i < 600; ++i) {
+    const std::string number = std::to_string(i % 300);
+    EXPECT_EQ(texts[3 + i], "format " + number + " = " + number);
+  }
+  EXPECT_EQ(texts.back(), std::string(399, '-'));
 }
 
 TEST_F(TraceRecords, ResultRecordsFailuresAndSecuritySuccessesOnly) {
