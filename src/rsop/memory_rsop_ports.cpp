@@ -1,5 +1,7 @@
 #include "rsop/memory_rsop_ports.h"
 
+#include "rsop/rsop_data.h"
+
 #include <algorithm>
 #include <memory>
 
@@ -135,6 +137,22 @@ HRESULT MemoryRsopClipboard::Get(std::u16string_view format, std::u16string& tex
   if (found == items.end() || found->second.empty()) return E_NOINTERFACE;
   text = found->second;
   return S_OK;
+}
+
+void MemoryRsopSession::Add(std::u16string_view name, std::u16string_view elements, int precedence) {
+  RegistryPolicySetting setting;
+  setting.valueName = std::u16string(name);
+  setting.value = Utf16Bytes(elements);
+  setting.gpoId = u"LocalGPO";
+  setting.precedence = precedence;
+  locator.objects.push_back(MakeRegistryPolicySetting(setting));
+}
+
+std::shared_ptr<CRsopData> MemoryRsopSession::Open() {
+  info.machineNamespace = u"\\\\.\\root\\rsop\\ns1\\Computer";
+  auto data = std::make_shared<CRsopData>(RsopPorts{&locator, &directory, &clipboard});
+  data->SetMachineSection(true);
+  return SUCCEEDED(data->InitRsop(&info)) ? data : nullptr;
 }
 
 }  // namespace vx::rsop

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -99,6 +100,22 @@ class MemoryRsopClipboard : public IRsopClipboard {
 
   std::map<std::u16string, std::u16string> items;  // format name -> text
   HRESULT putFailure = S_OK;
+};
+
+class CRsopData;
+
+// An RSoP session of the machine section over the in-memory ports: what Add puts in is what the
+// namespace reports, and Open gives RSoP data initialised from it, as the snap-in's would be.
+struct MemoryRsopSession {
+  MemoryRsopInformation info;
+  MemoryRsopLocator locator;
+  MemoryDirectory directory;
+  MemoryRsopClipboard clipboard;
+
+  // The setting name and its REG_MULTI_SZ elements with their NULs, from the GPO "LocalGPO".
+  void Add(std::u16string_view name, std::u16string_view elements, int precedence = 1);
+  // Null when the RSoP data cannot be initialised.
+  std::shared_ptr<CRsopData> Open();
 };
 
 }  // namespace vx::rsop

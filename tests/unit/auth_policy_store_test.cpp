@@ -297,25 +297,15 @@ class RsopStore : public Store {
  protected:
   void SetUp() override {
     Store::SetUp();
-    info.machineNamespace = u"\\\\.\\root\\rsop\\ns1\\Computer";
-    auto data = std::make_shared<vx::rsop::CRsopData>(vx::rsop::RsopPorts{&locator, &directory, &clipboard});
-    data->SetMachineSection(true);
-    ASSERT_EQ(data->InitRsop(&info), S_OK);
+    auto data = session.Open();
+    ASSERT_NE(data, nullptr);
     rsop = vx::rsop::CRsopDataPtr(data);
   }
   void Setting(std::u16string_view name, std::u16string_view elements, int precedence = 1) {
-    vx::rsop::RegistryPolicySetting setting;
-    setting.valueName = std::u16string(name);
-    setting.value = vx::rsop::Utf16Bytes(elements);
-    setting.gpoId = u"LocalGPO";
-    setting.precedence = precedence;
-    locator.objects.push_back(vx::rsop::MakeRegistryPolicySetting(setting));
+    session.Add(name, elements, precedence);
   }
 
-  vx::rsop::MemoryRsopInformation info;
-  vx::rsop::MemoryRsopLocator locator;
-  vx::rsop::MemoryDirectory directory;
-  vx::rsop::MemoryRsopClipboard clipboard;
+  vx::rsop::MemoryRsopSession session;
   vx::rsop::CRsopDataPtr rsop;
 };
 
@@ -350,7 +340,7 @@ TEST_F(RsopStore, DisabledSettingShowsEnabledWithoutMasks) {
   EXPECT_EQ(missing.Load(nullptr, kMachine, kKioskRuntimePolicy), S_OK);
   EXPECT_EQ(missing.State(), SettingState::NotConfigured);
   EXPECT_TRUE(missing.RsopEntry().valueName.empty());
-  EXPECT_EQ(locator.queries.size(), 1u) << "the RSoP data is queried once";
+  EXPECT_EQ(session.locator.queries.size(), 1u) << "the RSoP data is queried once";
 }
 
 TEST_F(RsopStore, SaveIsRefusedAndQueryFailuresAreReturned) {
@@ -361,7 +351,7 @@ TEST_F(RsopStore, SaveIsRefusedAndQueryFailuresAreReturned) {
   EXPECT_TRUE(gpo.policyChanged.empty());
   EXPECT_EQ(gpo.Dump(kMachine), "");
 
-  locator.queryFailure = static_cast<HRESULT>(0x80041001u);
+  session.locator.queryFailure = static_cast<HRESULT>(0x80041001u);
   CGPOAuthPolicy failing;
   failing.SetRsopData(rsop);
   EXPECT_EQ(failing.Load(nullptr, kMachine, kLogonPolicy), static_cast<HRESULT>(0x80041001u));

@@ -231,25 +231,15 @@ class RsopNodeTree : public NodeTree {
  protected:
   void SetUp() override {
     NodeTree::SetUp();
-    info.machineNamespace = u"\\\\.\\root\\rsop\\ns1\\Computer";
-    auto data = std::make_shared<vx::rsop::CRsopData>(vx::rsop::RsopPorts{&locator, &directory, &clipboard});
-    data->SetMachineSection(true);
-    ASSERT_EQ(data->InitRsop(&info), S_OK);
+    auto data = session.Open();
+    ASSERT_NE(data, nullptr);
     rsop = vx::rsop::CRsopDataPtr(data);
   }
-  void Setting(std::u16string_view name, std::u16string_view elements) {
-    vx::rsop::RegistryPolicySetting setting;
-    setting.valueName = std::u16string(name);
-    setting.value = vx::rsop::Utf16Bytes(elements);
-    setting.gpoId = u"LocalGPO";
-    setting.precedence = 1;
-    locator.objects.push_back(vx::rsop::MakeRegistryPolicySetting(setting));
+  void Setting(std::u16string_view name, std::u16string_view elements, int precedence = 1) {
+    session.Add(name, elements, precedence);
   }
 
-  vx::rsop::MemoryRsopInformation info;
-  vx::rsop::MemoryRsopLocator locator;
-  vx::rsop::MemoryDirectory directory;
-  vx::rsop::MemoryRsopClipboard clipboard;
+  vx::rsop::MemoryRsopSession session;
   vx::rsop::CRsopDataPtr rsop;
 };
 

@@ -168,8 +168,8 @@ void ConsoleHost::EnsureExpanded(HTREEITEM item) {
   node->expanded = true;
   const LPARAM param = reinterpret_cast<LPARAM>(item);
   if (node->extension < 0) {
-    const ConsoleRoot& spec = *node->root;
-    ComPtr<EditorNode> root(new EditorNode(spec.nodeType, spec.offeredIid, spec.offered));
+    const ConsoleRoot& given = *node->root;
+    ComPtr<EditorNode> root(new EditorNode(given.nodeType, given.offeredIid, given.offered));
     root->Release();  // the ComPtr holds the only reference
     for (int index : node->rootExtensions) {
       m_current = index;
