@@ -101,7 +101,8 @@ int wmain(int argc, wchar_t** argv) {
     }
     ConsoleHost host(std::move(roots));
     host.QuitWhenClosed();
-    hr = host.Create();
+    hr = host.Create(options.rsop.empty() ? L"Group Policy Console Host - " + options.folder
+                                          : L"Resultant Set of Policy - " + options.rsop);
     if (FAILED(hr)) {
       std::fwprintf(stderr, L"console: cannot create the main window (0x%08lX)\n", static_cast<unsigned long>(hr));
       ::CoUninitialize();

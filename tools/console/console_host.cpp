@@ -49,7 +49,7 @@ std::vector<ConsoleRoot> EditorRoots(IGPEInformation* gpe) {
           {kUserSoftwareSettings, L"User Configuration\\Software Settings", IID_IGPEInformation, gpe}};
 }
 
-HRESULT ConsoleHost::Create() {
+HRESULT ConsoleHost::Create(const std::wstring& title) {
   m_propertyChangeMessage = ::RegisterWindowMessageW(kPropertyChangeMessageName);
   INITCOMMONCONTROLSEX controls{sizeof(controls), ICC_TREEVIEW_CLASSES | ICC_LISTVIEW_CLASSES};
   if (!::InitCommonControlsEx(&controls)) return E_FAIL;
@@ -61,7 +61,7 @@ HRESULT ConsoleHost::Create() {
   windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
   windowClass.lpszClassName = kWindowClass;
   ::RegisterClassExW(&windowClass);
-  m_window = ::CreateWindowExW(0, kWindowClass, L"Group Policy Console Host", WS_OVERLAPPEDWINDOW, 20, 20, 960, 600,
+  m_window = ::CreateWindowExW(0, kWindowClass, title.c_str(), WS_OVERLAPPEDWINDOW, 20, 20, 960, 600,
                                nullptr, nullptr, windowClass.hInstance, this);
   if (!m_window) return HRESULT_FROM_WIN32(::GetLastError());
   m_tree = ::CreateWindowExW(WS_EX_CLIENTEDGE, WC_TREEVIEWW, L"",

@@ -40,7 +40,7 @@ std::vector<ConsoleRoot> EditorRoots(IGPEInformation* gpe);
 class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IResultData {
  public:
   explicit ConsoleHost(std::vector<ConsoleRoot> roots) : m_roots(std::move(roots)) {}
-  HRESULT Create();
+  HRESULT Create(const std::wstring& title = L"Group Policy Console Host");
   // Creates every extension registered for the roots' node types and inserts the roots.
   size_t LoadExtensions();
   // Expands the tree below the root of that index down to the first node of that name and selects it.
