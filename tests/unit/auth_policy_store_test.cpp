@@ -11,6 +11,7 @@
 #include "policy/memory_gpo_information.h"
 #include "rsop/memory_rsop_ports.h"
 #include "rsop/rsop_data.h"
+#include "rsop_session_fixture.h"
 #include "trace_test_support.h"
 
 using namespace vx::policy;
@@ -293,21 +294,7 @@ TEST_F(Store, SerializeAndDeserializeOnTheirOwn) {
 }
 
 // RSoP mode: the settings come from the RSoP data, and nothing is saved.
-class RsopStore : public Store {
- protected:
-  void SetUp() override {
-    Store::SetUp();
-    auto data = session.Open();
-    ASSERT_NE(data, nullptr);
-    rsop = vx::rsop::CRsopDataPtr(data);
-  }
-  void Setting(std::u16string_view name, std::u16string_view elements, int precedence = 1) {
-    session.Add(name, elements, precedence);
-  }
-
-  vx::rsop::MemoryRsopSession session;
-  vx::rsop::CRsopDataPtr rsop;
-};
+using RsopStore = vxtest::WithRsopSession<Store>;
 
 TEST_F(RsopStore, LoadTakesTheEntryByNameIgnoringCase) {
   Setting(u"logonpolicy", std::u16string_view(u"0000000000000003\0" u"3\0" u"8000000000000000\0\0", 38));

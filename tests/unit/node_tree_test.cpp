@@ -15,6 +15,7 @@
 #include "support/error_text.h"
 #include "support/html_help.h"
 #include "support/language.h"
+#include "rsop_session_fixture.h"
 #include "trace_test_support.h"
 
 using namespace vx::snapin;
@@ -227,21 +228,7 @@ TEST_F(NodeTree, OneFailingItemFailsTheWholeLoad) {
 }
 
 // RSoP mode: settings come from the RSoP data; not configured items are left out.
-class RsopNodeTree : public NodeTree {
- protected:
-  void SetUp() override {
-    NodeTree::SetUp();
-    auto data = session.Open();
-    ASSERT_NE(data, nullptr);
-    rsop = vx::rsop::CRsopDataPtr(data);
-  }
-  void Setting(std::u16string_view name, std::u16string_view elements, int precedence = 1) {
-    session.Add(name, elements, precedence);
-  }
-
-  vx::rsop::MemoryRsopSession session;
-  vx::rsop::CRsopDataPtr rsop;
-};
+using RsopNodeTree = vxtest::WithRsopSession<NodeTree>;
 
 TEST_F(RsopNodeTree, OnlyAppliedPoliciesAreShown) {
   RegisterTokens();
