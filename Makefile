@@ -2,7 +2,7 @@
 JOBS ?= 2
 CMAKE_BUILD = cmake --build --preset
 
-.PHONY: all test deps native sanitize windows fuzz bench demo clean
+.PHONY: all test deps native sanitize windows fuzz coverage bench demo clean
 
 all: native windows
 
@@ -28,6 +28,13 @@ fuzz: deps
 
 test: native sanitize windows fuzz
 	@scripts/run-tests
+
+# Line and branch coverage of src/ by the native unit tests, per folder.
+coverage:
+	@scripts/install-deps coverage
+	cmake --preset coverage >/dev/null
+	$(CMAKE_BUILD) coverage -j $(JOBS)
+	@scripts/coverage
 
 bench: native
 	build/native/bench/trace_bench --benchmark_min_time=0.3 --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
