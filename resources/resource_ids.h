@@ -68,6 +68,39 @@
 #define IDS_COLUMN_NAME                315
 #define IDS_COLUMN_STATE               316
 
+// The policy page's title, by policy kind (1: logon and kiosk runtime; others: runtime).
+#define IDS_PAGE_TITLE_LOGON           320
+#define IDS_PAGE_TITLE_RUNTIME         321
+
+// Icons of the language resource module.
+#define IDI_PAGE_HEADER                129
+#define IDI_DELETE                     282
+#define IDI_DELETE_HOT                 283
+#define IDI_JOINER                     284
+#define IDI_NO_AUTHENTICATION          287
+#define IDI_CREDENTIAL                 288   /* a token whose plug-in gives no icon */
+
+// Controls of the policy page and the add-credential dialog.
+#define IDC_PROMPT                     213
+#define IDC_NOTICE                     1033
+#define IDC_ADD_LINK                   1035
+#define IDC_PAGE_TITLE                 1036
+#define IDC_HEADER_ICON                1037
+#define IDC_POLICIES_LIST              1094
+#define IDC_NOT_CONFIGURED             1099
+#define IDC_ENABLED                    1100
+#define IDC_DISABLED                   1101
+#define IDC_ENFORCEMENT_LINK           1110
+#define IDC_ROLE_COMBO                 1201
+#define IDC_ROLE_LABEL                 1202
+#define IDC_PRIMARY_COMBO              1203
+#define IDC_PRIMARY_LABEL              1204
+#define IDC_SECONDARY_COMBO            1205
+#define IDC_SECONDARY_LABEL            1206
+#define ID_POLICY_EDIT                 40016
+#define ID_POLICY_DELETE               40017
+#define ID_POLICY_ADD                  40019
+
 // Dialogs and menus (templates in the language resource module).
 #define IDD_EXPLANATION_PAGE           202
 #define IDD_AUTH_POLICY_ADD            203

@@ -16,6 +16,7 @@ namespace vx::plugins {
 enum KeltListProperty : long {
   eKELT_LST_NAME = 1,
   eKELT_LST_DISPLAYSTRING = 3,
+  eKELT_LST_ICON = 4,  // VT_UI8: an HICON of the element's, which the pages copy
   eKELT_LST_ORDERHINT = 7,
   eKELT_LST_SUBELEMENTS = 102,
 };

@@ -134,6 +134,7 @@ class CPolicyNode {
   HRESULT Load(IGpoInformationSource* source);
 
   const std::u16string& DisplayName() const { return m_displayName; }
+  NodePorts& Ports() const { return m_ports; }
   DWORD GPOSection() const { return m_GPOSection; }
   int PolicyType() const { return m_apt; }
   const char16_t* SettingName() const;

@@ -99,9 +99,13 @@ class RecordingMessageBox : public IMessageBox {
   };
   int Show(HWND owner, std::u16string_view text, std::u16string_view caption, UINT type) override {
     shown.push_back({owner, std::u16string(text), std::u16string(caption), type});
-    return answer;
+    if (answers.empty()) return answer;
+    const int next = answers.front();
+    answers.erase(answers.begin());
+    return next;
   }
   std::vector<Shown> shown;
+  std::vector<int> answers;  // answered in turn, then `answer` for every later box
   int answer = IDOK;
 };
 

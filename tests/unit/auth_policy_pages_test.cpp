@@ -1,0 +1,496 @@
+// The policy page's decisions: what the add-credential dialog offers and accepts, how the list shows
+// and edits a role's combinations, and what Apply stores.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "page_test_support.h"
+#include "rsop/memory_rsop_ports.h"
+
+using namespace vx::pages;
+using vxtest::RecordingAddView;
+using vxtest::RecordingPageView;
+using Strings = std::vector<std::string>;
+
+namespace {
+
+constexpr DWORD kMachine = vx::policy::VX_GPO_SECTION_MACHINE;
+
+// Picks the primary and secondary items by text (empty: leave as is) and presses OK.
+int Choose(CAuthPolicyAdd& dialog, RecordingAddView& view, const std::string& primary, const std::string& secondary = "") {
+  auto index = [](const std::vector<ComboItem>& items, const std::string& text) {
+    for (size_t i = 0; i < items.size(); ++i)
+      if (vxtest::Narrow(items[i].text) == text) return static_cast<int>(i);
+    ADD_FAILURE() << "no item " << text;
+    return -1;
+  };
+  if (!primary.empty()) dialog.OnPrimarySelChange(index(dialog.PrimaryItems(), primary));
+  if (!secondary.empty()) dialog.OnSecondarySelChange(index(dialog.SecondaryItems(), secondary));
+  dialog.OnCloseCmd(IDOK);
+  return view.ended;
+}
+
+class AddDialog : public vxtest::PageFixture {
+ protected:
+  // The dialog for one role (id 0, named Logon) holding these combinations.
+  CAuthPolicyAdd Make(std::vector<ULONGLONG> existing, ULONGLONG previous = 0, DWORD kind = 1, bool editor = true) {
+    roles = {};
+    vx::policy::RoleSettings& record = roles.Ensure(0);
+    record.roleNameId = IDS_ROLE_LOGON;
+    for (ULONGLONG mask : existing) record.Add(mask);
+    primary = Catalogue(vx::plugins::kTokenPrimary);
+    secondary = Catalogue(vx::plugins::kTokenSecondary);
+    AuthPolicyAddArgs args{kind, 0, &roles, &primary, &secondary, &custom, previous, editor, known};
+    return CAuthPolicyAdd(std::move(args));
+  }
+
+  vx::policy::CRoleSettingsTable roles;
+  TokenCatalogue primary, secondary;
+  std::vector<ULONGLONG> custom, known{0x1, 0x2, 0x4, 0x10};
+  RecordingAddView view;
+};
+
+TEST_F(AddDialog, OffersPrimaryCredentialsAndWhatMayJoinThem) {
+  struct Row {
+    const char* name;
+    DWORD kind;
+    bool editor;
+    std::vector<ULONGLONG> custom, known;
+    std::string pick;
+    Strings primary, secondary;
+  } rows[] = {
+      {"logon: any other credential may join, secondary-only ones too", 1, true, {}, {0x1, 0x2, 0x4, 0x10}, "Password",
+       {"Password", "Fingerprint", "Smart card"}, {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
+      {"two parts of one registered credential never join", 1, true, {}, {0x3, 0x4, 0x10}, "Password",
+       {"Password", "Fingerprint", "Smart card"}, {"(alone)", "Smart card", "One-time code"}},
+      {"runtime outside the editor: custom members and no authentication", 2, false, {0x10}, {}, "One-time code",
+       {"Password", "Fingerprint", "Smart card", "One-time code", "No authentication"},
+       {"(alone)", "Password", "Fingerprint", "Smart card"}},
+      {"runtime in the editor: never no authentication", 2, true, {0x10}, {}, "Password",
+       {"Password", "Fingerprint", "Smart card", "One-time code"}, {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
+      {"a custom member of another kind stands alone", 1, true, {0x10}, {}, "One-time code",
+       {"Password", "Fingerprint", "Smart card", "One-time code"}, {"Password", "Fingerprint", "Smart card"}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    custom = row.custom;
+    known = row.known;
+    CAuthPolicyAdd dialog = Make({}, 0, row.kind, row.editor);
+    RecordingAddView shown;
+    dialog.OnInitDialog(shown);
+    EXPECT_EQ(row.primary, shown.primary);
+    EXPECT_TRUE(shown.secondary.empty());
+    EXPECT_FALSE(shown.ok);  // nothing chosen yet
+    Choose(dialog, shown, row.pick.c_str(), "");
+    EXPECT_EQ(row.secondary, shown.secondary);
+    EXPECT_TRUE(shown.secondaryShown);
+  }
+}
+
+TEST_F(AddDialog, NamesTheRoleAndLeavesOutNamelessTokens) {
+  Register(u"Nameless", 0x20, 1)->FailProperty(vx::plugins::eKELT_LST_DISPLAYSTRING, E_FAIL);
+  CAuthPolicyAdd dialog = Make({0x1});
+  dialog.OnInitDialog(view);
+  EXPECT_EQ((Strings{"Password", "Fingerprint", "Smart card"}), view.primary);
+  EXPECT_TRUE(view.roleChoice);
+  EXPECT_EQ(Strings{"Logon"}, view.roles);
+  EXPECT_FALSE(view.deleteButton);
+
+  CAuthPolicyAdd editing = Make({0x3}, 0x3);
+  RecordingAddView shown;
+  editing.OnInitDialog(shown);
+  EXPECT_EQ(Strings({"(alone)", "Fingerprint", "Smart card", "One-time code"}), shown.secondary);
+  EXPECT_EQ(1, shown.secondarySelected) << "the edited combination is preselected";
+  EXPECT_EQ(IDOK, Choose(editing, shown, "")) << "an unchanged edit is accepted";
+  EXPECT_EQ(0x3u, editing.Policy());
+}
+
+TEST_F(AddDialog, OkRefusesDuplicatesAndAsksBeforeReplacingOverlaps) {
+  struct Row {
+    const char* name;
+    std::vector<ULONGLONG> existing;
+    std::string primary, secondary;
+    std::vector<int> answers;
+    std::vector<std::string> boxes;
+    int ended;
+    ULONGLONG mask;
+    std::vector<ULONGLONG> replaced;
+  } rows[] = {
+      {"a combination the role has is refused", {0x1}, "Password", "(alone)", {}, {"#227[Password]"}, 0, 0, {}},
+      {"a credential alone inside an existing combination", {0x5}, "Password", "(alone)", {IDYES},
+       {"#289[Password+Smart card]"}, IDOK, 0x1, {0x5}},
+      {"No keeps the dialog open", {0x5}, "Password", "(alone)", {IDNO}, {"#289[Password+Smart card]"}, 0, 0, {}},
+      {"existing credentials inside the new combination", {0x1, 0x2}, "Password", "Smart card", {IDYES},
+       {"#5[Password]"}, IDOK, 0x5, {0x1}},
+      {"only the existing-credential question is asked", {0x1, 0x7}, "Password", "Smart card", {IDYES},
+       {"#5[Password]"}, IDOK, 0x5, {0x1}},
+      {"unrelated combinations ask nothing", {0x2}, "Password", "Smart card", {}, {}, IDOK, 0x5, {}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    boxes.shown.clear();
+    boxes.answers = row.answers;
+    CAuthPolicyAdd dialog = Make(row.existing);
+    RecordingAddView shown;
+    dialog.OnInitDialog(shown);
+    EXPECT_EQ(row.ended, Choose(dialog, shown, row.primary, row.secondary));
+    Strings texts;
+    for (const auto& box : boxes.shown) texts.push_back(vxtest::Narrow(box.text));
+    EXPECT_EQ(row.boxes, texts);
+    if (row.ended == IDOK) {
+      EXPECT_EQ(row.mask, dialog.Policy());
+      EXPECT_EQ(row.replaced, dialog.Replaced());
+    }
+  }
+}
+
+TEST_F(AddDialog, NoAuthenticationIsChosenOnlyAfterTheWarning) {
+  for (int answer : {IDNO, IDYES}) {
+    boxes.shown.clear();
+    boxes.answers = {answer};
+    CAuthPolicyAdd dialog = Make({0x1}, 0, 2, false);
+    RecordingAddView shown;
+    dialog.OnInitDialog(shown);
+    EXPECT_EQ(answer == IDYES ? IDOK : 0, Choose(dialog, shown, "No authentication"));
+    ASSERT_EQ(1u, boxes.shown.size());
+    EXPECT_EQ("#2[Logon]", vxtest::Narrow(boxes.shown[0].text));
+    EXPECT_EQ(MB_YESNO | MB_ICONWARNING, boxes.shown[0].type);
+    if (answer == IDYES) EXPECT_EQ(0u, dialog.Policy());
+  }
+}
+
+// ---- the list and its editing
+
+// An editor with the page's answers given by the test.
+class TestEditor final : public CAuthPolicyEditor {
+ public:
+  TestEditor(AuthPolicyEditorArgs args, vx::policy::CRoleSettingsTable roles, bool editor, bool readOnly)
+      : CAuthPolicyEditor(std::move(args), std::move(roles)), m_editor(editor), m_readOnly(readOnly) {}
+  bool LeavesOutRoleGroups() const override { return true; }
+  bool IsGpoEditor() const override { return m_editor; }
+  bool IsReadOnly() const override { return m_readOnly; }
+  void SetModified(bool modified) override { this->modified = modified; }
+  bool modified = false;
+
+ private:
+  bool m_editor, m_readOnly;
+};
+
+class Editor : public vxtest::PageFixture {
+ protected:
+  TestEditor& Open(std::vector<ULONGLONG> combinations, int kind = 1, bool editor = true, bool readOnly = false) {
+    vx::policy::CRoleSettingsTable roles;
+    vx::policy::RoleSettings& record = roles.Ensure(0);
+    record.roleNameId = IDS_ROLE_LOGON;
+    for (ULONGLONG mask : combinations) record.Add(mask);
+    AuthPolicyEditorArgs args{kind, Catalogue(1), Catalogue(2), &registry, &factory, &clock};
+    editorUnderTest = std::make_unique<TestEditor>(std::move(args), std::move(roles), editor, readOnly);
+    editorUnderTest->OnInitDialog(view);
+    return *editorUnderTest;
+  }
+  std::vector<ULONGLONG> Stored() const { return editorUnderTest->Roles().Records().front().Combinations(); }
+
+  RecordingPageView view;
+  std::unique_ptr<TestEditor> editorUnderTest;
+};
+
+TEST_F(Editor, ShowsEachCombinationAsOneRowOfItsTokens) {
+  struct Row {
+    const char* name;
+    int kind;
+    bool editor;
+    std::vector<ULONGLONG> combinations;
+    Strings rows;
+  } rows[] = {
+      {"two tokens, then one", 1, true, {0x3, 0x4}, {"Password + Fingerprint [0x3]", "Smart card [0x4]"}},
+      {"a secondary-only token joins the primary one", 1, true, {0x11}, {"Password + One-time code [0x11]"}},
+      {"bits no token has leave no row", 1, true, {0x100, 0x1}, {"Password [0x1]"}},
+      {"a 0 mask of a logon policy is no row", 1, true, {0x0, 0x2}, {"Fingerprint [0x2]"}},
+      {"no authentication hides the runtime policy in the editor", 2, true, {0x1, 0x0}, {}},
+      {"outside the editor it is one row", 2, false, {0x1, 0x0}, {"No authentication [0x0]"}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Open(row.combinations, row.kind, row.editor);
+    EXPECT_EQ(row.rows, view.Rows());
+  }
+  Open({0x3});
+  EXPECT_EQ(std::to_string(IDI_JOINER), view.rows[0].joiner);
+  EXPECT_EQ(1000 + 0x1, view.rows[0].image);
+}
+
+TEST_F(Editor, AddAndEditReplaceWhatTheDialogSays) {
+  TestEditor& editor = Open({0x5, 0x2});
+  boxes.answers = {IDYES};
+  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "Password"); };
+  editor.OnPoliciesLinkClicked(0);
+  EXPECT_EQ((std::vector<ULONGLONG>{0x2, 0x1}), Stored()) << "the replaced combination 0x5 went";
+  EXPECT_EQ("Password [0x1]", view.Rows()[static_cast<size_t>(view.selected)]);
+  EXPECT_TRUE(editor.modified);
+
+  view.selected = 1;  // Fingerprint: rows follow the order of the tokens
+  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) {
+    return Choose(dialog, shown, "Fingerprint", "Smart card");
+  };
+  editor.OnCommand(ID_POLICY_EDIT);
+  EXPECT_EQ((std::vector<ULONGLONG>{0x1, 0x6}), Stored());
+
+  view.selected = 0;
+  view.dialogScript = [](CAuthPolicyAdd&, RecordingAddView&) { return IDCANCEL; };
+  editor.OnCommand(ID_POLICY_EDIT);
+  EXPECT_EQ((std::vector<ULONGLONG>{0x1, 0x6}), Stored());
+}
+
+TEST_F(Editor, NoAuthenticationEmptiesTheRoleAndAnyCredentialEndsIt) {
+  TestEditor& editor = Open({0x1, 0x3}, 2, false);
+  boxes.answer = IDYES;
+  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "No authentication"); };
+  editor.OnPoliciesLinkClicked(0);
+  EXPECT_EQ(std::vector<ULONGLONG>{0x0}, Stored());
+  EXPECT_EQ(Strings{"No authentication [0x0]"}, view.Rows());
+
+  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "Smart card"); };
+  editor.OnPoliciesLinkClicked(0);
+  EXPECT_EQ(std::vector<ULONGLONG>{0x4}, Stored());
+}
+
+TEST_F(Editor, DeleteAsksAndNeverEmptiesARole) {
+  TestEditor& editor = Open({0x1});
+  editor.DeletePolicyItem(0);
+  ASSERT_EQ(1u, boxes.shown.size());
+  EXPECT_EQ(MB_ICONERROR, boxes.shown[0].type);
+  EXPECT_EQ(std::vector<ULONGLONG>{0x1}, Stored());
+
+  TestEditor& two = Open({0x1, 0x2, 0x4});
+  boxes.answers = {IDNO, IDYES};
+  two.DeletePolicyItem(0);
+  EXPECT_EQ(3u, Stored().size());
+  two.DeletePolicyItem(0);
+  EXPECT_EQ((std::vector<ULONGLONG>{0x2, 0x4}), Stored());
+  EXPECT_EQ((Strings{"Fingerprint [0x2]", "Smart card [0x4]"}), view.Rows());
+  EXPECT_EQ(0, view.selected) << "the next row takes the deleted one's place";
+  EXPECT_TRUE(two.modified);
+}
+
+TEST_F(Editor, KeysActOnTheSelectedRowAndDeleteFallsThroughToEdit) {
+  TestEditor& editor = Open({0x1, 0x2});
+  view.dialogScript = [](CAuthPolicyAdd&, RecordingAddView&) { return IDCANCEL; };
+  editor.OnKeyDown(kVkDelete);  // nothing selected: nothing happens
+  EXPECT_TRUE(boxes.shown.empty());
+  EXPECT_EQ(0, view.dialogs);
+
+  view.selected = 0;
+  boxes.answer = IDYES;
+  editor.OnKeyDown(kVkDelete);
+  EXPECT_EQ(std::vector<ULONGLONG>{0x2}, Stored());
+  EXPECT_EQ(1, view.dialogs) << "the row now in the deleted one's place is opened";
+  EXPECT_EQ((Strings{"(alone)", "Password", "Smart card", "One-time code"}), view.lastDialog.secondary);
+
+  editor.OnKeyDown(kVkApps);
+  EXPECT_EQ("menu 40016 40017 40019 (first default)", view.log.back());
+}
+
+TEST_F(Editor, MouseClicksEditDeleteAndOpenTheMenu) {
+  TestEditor& editor = Open({0x1, 0x2});
+  view.hits[10] = {0, 0, kHitOnItemLabel};
+  view.hits[20] = {1, 3, kHitOnItemIcon};  // the delete icon of row 1
+  editor.OnClick(Point{10, 0});
+  EXPECT_EQ(1, view.dialogs) << "a click on a row edits it";
+  boxes.answer = IDNO;
+  editor.OnClick(Point{20, 0});
+  EXPECT_EQ(1, view.dialogs) << "a click on the delete icon deletes instead";
+  EXPECT_EQ(1u, boxes.shown.size());
+
+  editor.OnRClick(-1, Point{30, 0});
+  EXPECT_EQ("menu 40019", view.log.back()) << "on empty space only adding is offered";
+  editor.OnRClick(0, Point{10, 0});
+  EXPECT_EQ("menu 40016 40017 40019 (first default)", view.log.back());
+}
+
+TEST_F(Editor, HoveringSelectsAndShowsTheDeleteIcon) {
+  TestEditor& editor = Open({0x1, 0x2});
+  view.hits[350] = {1, 3, kHitOnItemIcon};
+  view.cursor = Point{350, 40};
+  editor.OnHotTrack(1, view.cursor);
+  EXPECT_EQ(1, view.selected);
+  EXPECT_EQ(static_cast<int>(IDI_DELETE_HOT), view.rows[1].deleteImage);
+  EXPECT_EQ(-1, view.rows[0].deleteImage);
+  editor.OnHotTrack(0, Point{5, 5});  // over the row's own icon
+  EXPECT_EQ(1, view.selected);
+  EXPECT_TRUE(editor.OnItemChanging(1, kStateSelected, 0));
+  EXPECT_EQ(-1, view.rows[1].deleteImage) << "a row that loses the selection loses the icon";
+
+  TestEditor& readOnly = Open({0x1}, 1, true, true);
+  EXPECT_FALSE(readOnly.OnItemChanging(0, 0, kStateSelected));
+  view.hits[10] = {0, 0, kHitOnItemLabel};
+  readOnly.OnClick(Point{10, 0});
+  readOnly.OnRClick(0, Point{10, 0});
+  readOnly.OnHotTrack(0, Point{100, 5});
+  EXPECT_EQ(0, view.dialogs);
+  EXPECT_EQ(-1, view.selected);
+}
+
+TEST_F(Editor, EnforcementLinkNamesAFutureDate) {
+  clock.SetTime({2026, 11, 1, 23, 12, 0, 0, 0});
+  Open({0x1});
+  EXPECT_EQ("<a>#39</a>", view.enforcementLink);
+  vx::policy::CRoleSettingsTable roles;
+  roles.Ensure(0).enforcementDate = {47000.0, vx::policy::OleDate::valid};  // 4 September 2028
+  AuthPolicyEditorArgs args{1, Catalogue(1), Catalogue(2), &registry, &factory, &clock};
+  TestEditor future(std::move(args), std::move(roles), true, false);
+  future.OnInitDialog(view);
+  EXPECT_EQ("<a>#47[47000]</a>", view.enforcementLink);
+}
+
+// ---- the page
+
+TEST(AuthPolicyPageState, RadioOfAStoredSetting) {
+  EXPECT_EQ(IDC_NOT_CONFIGURED, GetAuthPolicySettingState({}, false));
+  EXPECT_EQ(IDC_DISABLED, GetAuthPolicySettingState({}, true));
+  EXPECT_EQ(IDC_DISABLED, GetAuthPolicySettingState({0x0}, false));
+  EXPECT_EQ(IDC_ENABLED, GetAuthPolicySettingState({0x0, 0x3}, false));
+}
+
+class GpoSource final : public vx::snapin::IGpoInformationSource {
+ public:
+  explicit GpoSource(vx::policy::IGpoInformation& gpo) : m_gpo(&gpo, [](vx::policy::IGpoInformation*) {}) {}
+  HRESULT GetGPEInformation(std::shared_ptr<vx::policy::IGpoInformation>& information) override {
+    information = m_gpo;
+    return S_OK;
+  }
+
+ private:
+  std::shared_ptr<vx::policy::IGpoInformation> m_gpo;
+};
+
+class Page : public vxtest::PageFixture {
+ protected:
+  // The page of a machine policy stored in the GPO with these masks (none: not configured).
+  CAuthPolicyPage& Open(const char16_t* setting, int apt, std::vector<const char16_t*> masks = {},
+                        vx::rsop::CRsopDataPtr rsop = {}) {
+    if (!masks.empty()) Store(setting, masks);
+    node = std::make_shared<vx::snapin::CPolicyNode>(ports);
+    node->FinalConstruct(kMachine, apt, setting);
+    node->SetRsopData(rsop);
+    EXPECT_EQ(S_OK, node->LoadTokens());
+    EXPECT_EQ(S_OK, node->Load(source.get()));
+    page = std::make_unique<CAuthPolicyPage>(node, source, clock);
+    page->OnInitDialog(view);
+    return *page;
+  }
+  void Store(const char16_t* setting, const std::vector<const char16_t*>& masks) {
+    std::u16string image;
+    for (const char16_t* mask : masks) image.append(mask).push_back(u'\0');
+    image.push_back(u'\0');
+    vx::policy::CRegKey key;
+    ASSERT_EQ(ERROR_SUCCESS, gpo.SectionKey(kMachine)->CreateKey(vx::policy::kApplicationKey, KEY_ALL_ACCESS, key));
+    ASSERT_EQ(ERROR_SUCCESS, key->SetValue(setting, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(image.data()),
+                                           static_cast<DWORD>(image.size() * 2)));
+  }
+  std::string Stored(const char16_t* setting) {
+    vx::policy::CGPOAuthPolicy policy;
+    if (FAILED(policy.Load(&gpo, kMachine, setting))) return "absent";
+    std::string text = policy.Masks().empty() ? "no combination" : "";
+    for (ULONGLONG mask : policy.Masks()) text += vx::FormatNarrow(" 0x%I64X", mask);
+    return text;
+  }
+
+  vx::policy::MemoryGpoInformation gpo;
+  std::shared_ptr<GpoSource> source = std::make_shared<GpoSource>(gpo);
+  vx::snapin::NodePorts ports{registry, factory, {}};
+  std::shared_ptr<vx::snapin::CPolicyNode> node;
+  std::unique_ptr<CAuthPolicyPage> page;
+  RecordingPageView view;
+};
+
+TEST_F(Page, AppliesTheCheckedStateToTheGpo) {
+  struct Row {
+    const char* name;
+    const char16_t* setting;
+    int apt;
+    UINT state;
+    std::string stored;
+  } rows[] = {
+      {"enabled keeps the combinations", vx::policy::kLogonPolicy, 1, IDC_ENABLED, " 0x3 0x4"},
+      {"not configured removes the value", vx::policy::kLogonPolicy, 1, IDC_NOT_CONFIGURED, "absent"},
+      {"a disabled logon policy stores no combination", vx::policy::kLogonPolicy, 1, IDC_DISABLED, "no combination"},
+      {"a disabled runtime policy stores no authentication", vx::policy::kRuntimePolicy, 2, IDC_DISABLED, " 0x0"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CAuthPolicyPage& page = Open(row.setting, row.apt, {u"0000000000000003", u"0000000000000004"});
+    EXPECT_EQ(IDC_ENABLED, view.checked);
+    page.OnStateRadio(IDC_DISABLED);
+    page.OnStateRadio(row.state);
+    EXPECT_TRUE(page.IsModified());
+    view.log.clear();
+    EXPECT_TRUE(page.OnApply());
+    EXPECT_EQ(row.stored, Stored(row.setting));
+    EXPECT_FALSE(view.modified);
+    EXPECT_EQ((Strings{"console notified", "broadcast 4 1"}), view.log);
+  }
+}
+
+TEST_F(Page, RefusesARoleMadeOnlyOfUnreliableCredentials) {
+  Register(u"PIN", 0x20, 1, false);
+  Register(u"Badge", 0x40, 1, false);
+  CAuthPolicyPage& page = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000021", u"0000000000000040"});
+  page.SetModified(true);
+  view.log.clear();
+  EXPECT_FALSE(page.OnApply());
+  ASSERT_EQ(1u, boxes.shown.size());
+  EXPECT_EQ("#1092[PIN,Badge]", vxtest::Narrow(boxes.shown[0].text));
+  EXPECT_TRUE(gpo.policyChanged.empty()) << "nothing is saved";
+  EXPECT_TRUE(page.IsModified());
+  EXPECT_TRUE(view.log.empty()) << "no notification, no broadcast";
+
+  boxes.answers = {IDYES};  // Password replaces PIN + Password
+  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "Password"); };
+  page.OnPoliciesLinkClicked(0);
+  EXPECT_TRUE(page.OnApply()) << "one combination of reliable credentials is enough";
+  EXPECT_EQ(" 0x40 0x1", Stored(vx::policy::kLogonPolicy));
+}
+
+TEST_F(Page, WarnsOfCredentialsDisabledForEnrollmentAndSavesAnyway) {
+  Store(vx::policy::GPO_DisableCredentials, {u"FFFFFFFFFFFFFFFA"});  // only Password and Smart card may enroll
+  CAuthPolicyPage& page = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000002", u"0000000000000003", u"0000000000000010"});
+  page.SetModified(true);
+  EXPECT_TRUE(page.OnApply());
+  ASSERT_EQ(1u, boxes.shown.size());
+  EXPECT_EQ("#17[Fingerprint\r\nOne-time code]", vxtest::Narrow(boxes.shown[0].text));
+  EXPECT_EQ(MB_ICONWARNING, boxes.shown[0].type);
+  EXPECT_EQ(1u, gpo.policyChanged.size());
+}
+
+TEST_F(Page, WritesNothingUnchangedOrInRsopModeYetNotifies) {
+  CAuthPolicyPage& unchanged = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000001"});
+  EXPECT_TRUE(unchanged.OnApply());
+  EXPECT_TRUE(gpo.policyChanged.empty());
+  EXPECT_EQ("broadcast 4 1", view.log.back());
+
+  vx::rsop::MemoryRsopSession session;
+  session.Add(vx::policy::kLogonPolicy, std::u16string(u"0000000000000001\0\0", 18));
+  CAuthPolicyPage& readOnly = Open(vx::policy::kLogonPolicy, 1, {}, vx::rsop::CRsopDataPtr(session.Open()));
+  EXPECT_FALSE(view.radiosEnabled);
+  EXPECT_FALSE(view.editing);
+  readOnly.OnStateRadio(IDC_DISABLED);
+  EXPECT_FALSE(readOnly.IsModified());
+  readOnly.SetModified(true);
+  EXPECT_TRUE(readOnly.OnApply());
+  EXPECT_TRUE(gpo.policyChanged.empty());
+  EXPECT_FALSE(readOnly.IsModified());
+}
+
+TEST_F(Page, FailedSaveIsShownAndKeepsThePageModified) {
+  CAuthPolicyPage& page = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000001"});
+  page.OnStateRadio(IDC_DISABLED);
+  gpo.getRegistryKeyResult = E_ACCESSDENIED;
+  view.log.clear();
+  EXPECT_FALSE(page.OnApply());
+  ASSERT_EQ(1u, boxes.shown.size());
+  EXPECT_EQ("#157 (0x80070005)", vxtest::Narrow(boxes.shown[0].text));
+  EXPECT_TRUE(page.IsModified());
+  EXPECT_TRUE(view.log.empty());
+}
+
+}  // namespace

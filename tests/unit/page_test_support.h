@@ -1,0 +1,209 @@
+// The set-up the page and dialog tests share: texts that show which string was used and with what,
+// message boxes answered in turn, credential plug-ins registered like the samples, a GPO in memory,
+// and recording views of the add-credential dialog and the policy page.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pages/auth_policy_page.h"
+#include "platform/format.h"
+#include "platform/memory/fakes.h"
+#include "platform/memory/memory_registry.h"
+#include "platform/text.h"
+#include "plugins/memory_plugins.h"
+#include "policy/memory_gpo_information.h"
+#include "support/error_text.h"
+
+namespace vxtest {
+
+using vx::pages::ComboItem;
+using vx::pages::ListHit;
+using vx::pages::Point;
+
+inline std::string Narrow(const std::u16string& text) { return vx::Utf16ToUtf8(text); }
+
+// The texts of the combo items, for comparing lists.
+inline std::vector<std::string> Texts(const std::vector<ComboItem>& items) {
+  std::vector<std::string> texts;
+  for (const ComboItem& item : items) texts.push_back(Narrow(item.text));
+  return texts;
+}
+
+class RecordingAddView final : public vx::pages::IAuthPolicyAddView {
+ public:
+  HWND Owner() override { return nullptr; }
+  int AddIcon(UINT id) override { return static_cast<int>(id); }
+  int AddTokenIcon(const vx::pages::PageToken& token) override { return 1000 + static_cast<int>(token.mask); }
+  void SetTitle(const std::u16string& text) override { title = Narrow(text); }
+  void ShowRoleChoice(bool visible) override { roleChoice = visible; }
+  void SetRoles(const std::vector<ComboItem>& items, int) override { roles = Texts(items); }
+  void SetRoleLabel(const std::u16string& text) override { roleLabel = Narrow(text); }
+  void SetPrompt(const std::u16string& text) override { prompt = Narrow(text); }
+  void ShowDeleteButton(bool visible) override { deleteButton = visible; }
+  void EnableOk(bool enabled) override { ok = enabled; }
+  void SetPrimaryItems(const std::vector<ComboItem>& items, int) override { primary = Texts(items); }
+  void SetSecondaryItems(const std::vector<ComboItem>& items, int selected) override {
+    secondary = Texts(items);
+    secondarySelected = selected;
+  }
+  void ShowSecondary(bool visible) override { secondaryShown = visible; }
+  void End(int code) override { ended = code; }
+
+  std::string title, roleLabel, prompt;
+  std::vector<std::string> roles, primary, secondary;
+  int secondarySelected = -1, ended = 0;
+  bool roleChoice = false, deleteButton = true, ok = false, secondaryShown = false;
+};
+
+// The list as the administrator would read it: one line per row ("Password + Fingerprint"), the
+// selection, and every other call of the page in order.
+class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
+ public:
+  HWND Owner() override { return nullptr; }
+  int AddIcon(UINT id) override { return static_cast<int>(id); }
+  int AddTokenIcon(const vx::pages::PageToken& token) override { return 1000 + static_cast<int>(token.mask); }
+  void SetTitle(const std::u16string& text) override { Log("title " + Narrow(text)); }
+  void SetAddLink(const std::u16string& text) override { Log("add link " + Narrow(text)); }
+  void SetEnforcementLink(const std::u16string& text) override { enforcementLink = Narrow(text); }
+  void ShowEnforcementLink(bool visible) override { Log(visible ? "enforcement link shown" : "enforcement link hidden"); }
+  std::u16string FormatDateTime(double date) override { return vx::Format(u"%d", static_cast<int>(date)); }
+  void SetRedraw(bool) override {}
+  bool DeleteAllRows() override {
+    rows.clear();
+    selected = -1;
+    return true;
+  }
+  void RemoveAllGroups() override {}
+  bool InsertGroup(int id, const std::u16string& header) override {
+    Log("group " + std::to_string(id) + " " + Narrow(header));
+    return true;
+  }
+  void EnableGroupView(bool) override {}
+  int InsertRow(const vx::pages::ListRow& row) override {
+    rows.push_back({Narrow(row.text), "", "", row.image, row.data, -1});
+    return static_cast<int>(rows.size()) - 1;
+  }
+  bool SetSubItem(int row, int sub, const std::u16string& text, int image) override {
+    Row& target = rows[static_cast<size_t>(row)];
+    if (sub == 1) target.joiner = std::to_string(image);
+    if (sub == 2) target.second = Narrow(text);
+    return true;
+  }
+  void SetSubItemImage(int row, int sub, int image) override {
+    if (sub == 3) rows[static_cast<size_t>(row)].deleteImage = image;
+  }
+  void DeleteRow(int row) override { rows.erase(rows.begin() + row); }
+  void SelectRow(int row) override { selected = row; }
+  int SelectedRow() override { return selected; }
+  void AutoSizeColumns() override {}
+  void RedrawList() override { Log("redraw"); }
+  ListHit HitTest(Point p) override { return hits.count(p.x) ? hits[p.x] : ListHit{}; }
+  ListHit SubItemHitTest(Point p) override { return HitTest(p); }
+  vx::pages::Rect RowBounds(int row) override { return {0, row * 32, 400, row * 32 + 32}; }
+  int IconWidth() override { return 32; }
+  Point CursorInList() override { return cursor; }
+  void ShowContextMenu(std::span<const UINT> commands, bool firstIsDefault, Point) override {
+    std::string text = "menu";
+    for (UINT command : commands) text += " " + std::to_string(command);
+    Log(text + (firstIsDefault ? " (first default)" : ""));
+  }
+  int RunAddDialog(vx::pages::CAuthPolicyAdd& dialog) override {
+    ++dialogs;
+    RecordingAddView view;
+    dialog.OnInitDialog(view);
+    const int code = dialogScript ? dialogScript(dialog, view) : IDCANCEL;
+    lastDialog = view;
+    return code;
+  }
+  void SetModified(bool on) override { modified = on; }
+  void CheckStateRadio(UINT id) override { checked = id; }
+  void EnableStateRadios(bool enabled) override { radiosEnabled = enabled; }
+  void EnableEditing(bool enabled) override { editing = enabled; }
+  void NotifyConsole() override { Log("console notified"); }
+  void Broadcast(std::uintptr_t wParam, std::intptr_t lParam) override {
+    Log("broadcast " + std::to_string(wParam) + " " + std::to_string(lParam));
+  }
+
+  // "Password + Fingerprint [data 0x3]" per row.
+  std::vector<std::string> Rows() const {
+    std::vector<std::string> lines;
+    for (const Row& row : rows)
+      lines.push_back(row.first + (row.second.empty() ? "" : " + " + row.second) + vx::FormatNarrow(" [0x%I64X]", row.data));
+    return lines;
+  }
+  void Log(std::string line) { log.push_back(std::move(line)); }
+
+  struct Row {
+    std::string first, joiner, second;
+    int image;
+    ULONGLONG data;
+    int deleteImage;
+  };
+  std::vector<Row> rows;
+  std::vector<std::string> log;
+  std::string enforcementLink;
+  std::map<long, ListHit> hits;  // by the x of the point
+  Point cursor{-1, -1};
+  int selected = -1, dialogs = 0;
+  UINT checked = 0;
+  bool modified = false, radiosEnabled = false, editing = false;
+  RecordingAddView lastDialog;
+  // Drives each add dialog once it is shown; its result is the dialog's ending code.
+  std::function<int(vx::pages::CAuthPolicyAdd&, RecordingAddView&)> dialogScript;
+};
+
+// A fixture with the sample credentials registered in the editor's and the dialog's plug-in lists.
+class PageFixture : public ::testing::Test {
+ protected:
+  PageFixture() {
+    for (UINT id : {2u, 3u, 4u, 5u, 17u, 47u, 227u, 289u, 1092u}) strings.texts[id] = vx::Format(u"#%u[%%ls]", id);
+    for (UINT id : {39u, 157u, 173u, 229u}) strings.texts[id] = vx::Format(u"#%u", id);
+    strings.texts[IDS_ERROR_WITH_CODE] = u"%ls (0x%08X)";
+    strings.texts[IDS_COMBINATION_JOINER] = u" + ";
+    strings.texts[IDS_PRIMARY_ALONE] = u"(alone)";
+    strings.texts[IDS_NO_AUTHENTICATION] = u"No authentication";
+    strings.texts[IDS_ROLE_LOGON] = u"Logon";
+    strings.texts[IDS_ROLE_RUNTIME] = u"Runtime";
+    vx::InstallReporting({&boxes, &strings, nullptr, nullptr});
+    Register(u"Password", 0x1, 1);
+    Register(u"Fingerprint", 0x2, 2);
+    Register(u"Smart card", 0x4, 1);
+    Register(u"One-time code", 0x10, 3, false);
+  }
+  ~PageFixture() override { vx::InstallReporting({}); }
+
+  // A credential in both plug-in lists; reliable unless told.
+  std::shared_ptr<vx::plugins::FakeElement> Register(const std::u16string& name, ULONGLONG mask, DWORD type,
+                                                     bool reliable = true) {
+    auto token = vx::plugins::MakeFakeToken(name, name, mask, type);
+    token->SetCredProperty(vx::plugins::eKELT_CRED_RELIABLE, vx::Variant::Bool(reliable));
+    const GUID clsid{0xC0000000u + static_cast<std::uint32_t>(++m_registered), 0x1111, 0x2222, {0x90, 0, 0, 0, 0, 0, 0, 1}};
+    const std::u16string module = u"C:\\Plugins\\token" + vx::Widen(std::to_string(m_registered)) + u".dll";
+    for (const char16_t* list : {vx::plugins::kGpoEditorTokensSubkey, vx::plugins::kTokensSubkey})
+      EXPECT_EQ(ERROR_SUCCESS, vx::plugins::WriteRegistration(registry, list, vx::plugins::GuidToString(clsid), module));
+    factory.Register(module, clsid, token);
+    return token;
+  }
+  vx::pages::TokenCatalogue Catalogue(DWORD filter) {
+    vx::plugins::UITokens tokens(registry, factory, vx::plugins::kGpoEditorTokensSubkey, filter);
+    tokens.LoadElements(true);
+    return vx::pages::ReadTokens(tokens);
+  }
+
+  vx::platform::FakeStringTable strings;
+  vx::platform::RecordingMessageBox boxes;
+  vx::platform::MemoryRegistry registry;
+  vx::plugins::FakeElementFactory factory;
+  vx::platform::FakeClock clock;
+
+ private:
+  int m_registered = 0;
+};
+
+}  // namespace vxtest
