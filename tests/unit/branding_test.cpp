@@ -1,4 +1,6 @@
 // Branding: the module named by the registry, placeholder replacement and the built-in texts.
+#include <algorithm>
+
 #include "support/branding.h"
 #include "trace_test_support.h"
 
@@ -6,26 +8,18 @@ namespace {
 
 constexpr char16_t kBrandingDll[] = u"C:\\Program Files\\Northwind\\brand.dll";
 
-class Branding : public vxtest::TraceFixture {
+class Branding : public vxtest::TracingFixture {
  protected:
   void SetUp() override {
-    Config(u"DoTrace", 1);
-    Start();
+    TracingFixture::SetUp();
     brand = modules.AddModule();
     modules.SetString(brand, 103, u"Northwind Logon");
     modules.SetString(brand, 1101, u"Northwind Help Desk");
     modules.SetString(brand, 1103, u"Northwind");
-  }
-  void RegisterModule(std::u16string_view path = kBrandingDll) {
-    std::unique_ptr<vx::platform::IRegistryKey> key;
-    ASSERT_EQ(ERROR_SUCCESS,
-              registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, vx::kBrandingKey, KEY_ALL_ACCESS, key));
-    vx::platform::WriteString(*key, vx::kBrandingValue, path);
     modules.AddResourceModule(kBrandingDll, brand);
   }
-  std::vector<std::string> Messages() {
-    Stop();
-    return File().Texts('U');
+  void RegisterModule(std::u16string_view path = kBrandingDll) {
+    vx::platform::WriteString(*Key(vx::kBrandingKey), vx::kBrandingValue, path);
   }
 
   vx::MemoryResourceModules modules;
@@ -53,29 +47,20 @@ TEST_F(Branding, ReplacementTextHoldingAPlaceholderIsNotExpandedAgain) {
   EXPECT_EQ(branding.Apply(u"<<%PN%>> / <<%SP%>>"), u"<<%PN%>> Plus / Northwind Support");
 }
 
-TEST_F(Branding, MissingKeyUsesBuiltInTexts) {
-  vx::CBranding branding(registry, modules);
-  EXPECT_EQ(branding.Apply(u"<<%PN%>>|<<%SP%>>|<<%MA%>>"), u"Vantorix Keystone Client|Vantorix Support|Vantorix");
-  const auto messages = Messages();
-  ASSERT_FALSE(messages.empty());
-  EXPECT_EQ(messages[0], "Unable to open registry key SOFTWARE\\Vantorix\\Branding\\Common");
-}
-
-TEST_F(Branding, MissingValueAndUnloadableModuleAreTraced) {
-  std::unique_ptr<vx::platform::IRegistryKey> key;
-  ASSERT_EQ(ERROR_SUCCESS,
-            registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, vx::kBrandingKey, KEY_ALL_ACCESS, key));
-  vx::CBranding withoutValue(registry, modules);
-  EXPECT_EQ(withoutValue.Text(103), u"Vantorix Keystone Client");
-  vx::platform::WriteString(*key, vx::kBrandingValue, u"C:\\missing.dll");
-  vx::CBranding unloadable(registry, modules);
-  EXPECT_EQ(unloadable.Text(1103), u"Vantorix");
-  const auto messages = Messages();
-  EXPECT_NE(std::find(messages.begin(), messages.end(),
-                      "Unable to find registry value DLLPath under registry key SOFTWARE\\Vantorix\\Branding\\Common"),
-            messages.end());
-  EXPECT_NE(std::find(messages.begin(), messages.end(), "Unable to load resource dll, GetLastError returned 126"),
-            messages.end());
+// No key, no value, a module that does not load: the built-in texts stand, and the reason is traced.
+TEST_F(Branding, WithoutAModuleTheBuiltInTextsStand) {
+  EXPECT_EQ(vx::CBranding(registry, modules).Apply(u"<<%PN%>>|<<%SP%>>|<<%MA%>>"),
+            u"Vantorix Keystone Client|Vantorix Support|Vantorix");
+  Key(vx::kBrandingKey);
+  EXPECT_EQ(vx::CBranding(registry, modules).Text(103), u"Vantorix Keystone Client");
+  RegisterModule(u"C:\\missing.dll");
+  EXPECT_EQ(vx::CBranding(registry, modules).Text(1103), u"Vantorix");
+  const auto messages = Written('U');
+  for (const char* reason :
+       {"Unable to open registry key SOFTWARE\\Vantorix\\Branding\\Common",
+        "Unable to find registry value DLLPath under registry key SOFTWARE\\Vantorix\\Branding\\Common",
+        "Unable to load resource dll, GetLastError returned 126"})
+    EXPECT_NE(std::find(messages.begin(), messages.end(), reason), messages.end()) << reason;
 }
 
 TEST_F(Branding, MissingStringFallsBackForThatStringOnly) {
@@ -85,7 +70,7 @@ TEST_F(Branding, MissingStringFallsBackForThatStringOnly) {
   EXPECT_EQ(branding.Apply(u"<<%SP%>> for <<%PN%>>"), u"Vantorix Support for Northwind Logon");
   EXPECT_EQ(branding.Apply(u"<<%SP%>>"), u"Vantorix Support");
   EXPECT_EQ(modules.stringLoads[1101], 1);
-  const auto messages = Messages();
+  const auto messages = Written('U');
   EXPECT_NE(std::find(messages.begin(), messages.end(), "Branding string 1101 is missing, using \"Vantorix Support\""),
             messages.end());
 }

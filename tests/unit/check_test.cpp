@@ -9,21 +9,16 @@ using namespace VXTraceNS;
 
 namespace {
 
-class Checks : public vxtest::TraceFixture {
+class Checks : public vxtest::TracingFixture {
  protected:
   void SetUp() override {
-    Config(u"DoTrace", 1);
-    Start();
+    TracingFixture::SetUp();
     vx::InstallReporting({&messageBox, &strings, &errorText, &systemMessages});
     strings.texts[vx::IDS_ERROR_CAPTION] = u"Keystone Client";
     strings.texts[vx::IDS_ERROR_FORMAT] = u"%ls (0x%08X)";
     strings.texts[vx::IDS_E_SETPOLICIES] = u"The policies could not be saved. ";
   }
   void TearDown() override { vx::InstallReporting({}); }
-  std::vector<std::string> Results() {
-    Stop();
-    return File().Texts('E');
-  }
   vx::platform::RecordingMessageBox messageBox;
   vx::platform::FakeStringTable strings;
   vx::platform::FakeErrorTextLibrary errorText;
@@ -33,6 +28,17 @@ class Checks : public vxtest::TraceFixture {
 HRESULT Fails() { return E_ACCESSDENIED; }
 HRESULT Succeeds() { return S_FALSE; }
 
+// The code a check threw, S_OK when it threw nothing.
+template <class Check>
+HRESULT Thrown(Check check) {
+  try {
+    check();
+  } catch (const vx::CHResultError& e) {
+    return e.Code();
+  }
+  return S_OK;
+}
+
 }  // namespace
 
 TEST_F(Checks, CheckResultTracesFailuresWithLineFileAndExpression) {
@@ -40,34 +46,29 @@ TEST_F(Checks, CheckResultTracesFailuresWithLineFileAndExpression) {
   EXPECT_EQ(vx::CheckResult(E_FAIL, "cpsite->SetSite(pconfigUICallback)", "C:\\src\\policy\\store.cpp", 42), E_FAIL);
   EXPECT_EQ(vx::CheckResult(E_FAIL, "x", "src/support/check.cpp", 7), E_FAIL);
   EXPECT_EQ(vx::CheckResult(E_FAIL, "y", "plain.cpp", 8), E_FAIL);
-  EXPECT_EQ(Results(), (std::vector<std::string>{"-2147467259 [42 : store.cpp] cpsite->SetSite(pconfigUICallback)",
-                                                 "-2147467259 [7 : check.cpp] x", "-2147467259 [8 : plain.cpp] y"}));
-  const auto names = File().Texts('>');
-  ASSERT_FALSE(names.empty());
-  EXPECT_EQ(names[0], " ");
+  Stop();
+  const auto file = File();
+  EXPECT_EQ(vxtest::Texts(file, 'E'),
+            (std::vector<std::string>{"-2147467259 [42 : store.cpp] cpsite->SetSite(pconfigUICallback)",
+                                      "-2147467259 [7 : check.cpp] x", "-2147467259 [8 : plain.cpp] y"}));
+  EXPECT_EQ(vxtest::Texts(file, '>').at(0), " ");
 }
 
 TEST_F(Checks, ConventionsThrowTheirCodeAndTraceTheirText) {
-  const int checkLine = __LINE__ + 1;
-  const auto call = [] { VX_CHECK(Fails()); };
-  EXPECT_NO_THROW(VX_CHECK(Succeeds()));
-  try {
-    call();
-    FAIL() << "no throw";
-  } catch (const vx::CHResultError& e) {
-    EXPECT_EQ(e.Code(), E_ACCESSDENIED);
-  }
   int* cpsite = nullptr;
   int value = 1;
   int* present = &value;
-  EXPECT_NO_THROW(HPTR(present));
-  try { HPTR(cpsite); } catch (const vx::CHResultError& e) { EXPECT_EQ(e.Code(), E_POINTER); }
   int cpelementRegisteredUI = 0;
-  try { _COM_TEST_BOOL((0 != cpelementRegisteredUI)); } catch (const vx::CHResultError& e) { EXPECT_EQ(e.Code(), E_POINTER); }
-  EXPECT_NO_THROW(_W32_TEST_ERROR(0));
-  try { _W32_TEST_ERROR(5); } catch (const vx::CHResultError& e) { EXPECT_EQ(e.Code(), static_cast<HRESULT>(0x80070005u)); }
+  EXPECT_EQ(Thrown([] { VX_CHECK(Succeeds()); }), S_OK);
+  const int checkLine = __LINE__ + 1;
+  EXPECT_EQ(Thrown([] { VX_CHECK(Fails()); }), E_ACCESSDENIED);
+  EXPECT_EQ(Thrown([&] { HPTR(present); }), S_OK);
+  EXPECT_EQ(Thrown([&] { HPTR(cpsite); }), E_POINTER);
+  EXPECT_EQ(Thrown([&] { _COM_TEST_BOOL((0 != cpelementRegisteredUI)); }), E_POINTER);
+  EXPECT_EQ(Thrown([] { _W32_TEST_ERROR(0); }), S_OK);
+  EXPECT_EQ(Thrown([] { _W32_TEST_ERROR(5); }), static_cast<HRESULT>(0x80070005u));
 
-  const auto results = Results();
+  const auto results = Written('E');
   ASSERT_EQ(results.size(), 4u);
   EXPECT_EQ(results[0], "-2147024891 [" + std::to_string(checkLine) + " : check_test.cpp] Fails()");
   EXPECT_NE(results[1].find("] HPTR(cpsite)"), std::string::npos) << results[1];
@@ -82,15 +83,21 @@ TEST_F(Checks, BoundaryTurnsExceptionsIntoCodesAndWritesTheResult) {
     return vx::HResultBoundary(scope, body);
   };
   EXPECT_EQ(run([] { return S_OK; }), S_OK);
-  EXPECT_EQ(run([]() -> HRESULT { VX_CHECK(Fails()); return S_OK; }), E_ACCESSDENIED);
+  EXPECT_EQ(run([]() -> HRESULT {
+              VX_CHECK(Fails());
+              return S_OK;
+            }),
+            E_ACCESSDENIED);
   EXPECT_EQ(run([]() -> HRESULT { throw std::runtime_error("boom"); }), E_UNEXPECTED);
   EXPECT_EQ(run([]() -> HRESULT { throw std::bad_alloc(); }), E_OUTOFMEMORY);
-  const auto results = Results();
+  const auto results = Written('E');
   // The checked failure once where seen and once as the result; unknown exceptions likewise.
   ASSERT_EQ(results.size(), 6u);
   EXPECT_EQ(results[1], "-2147024891 ");
   EXPECT_NE(results[2].find("] E_UNEXPECTED"), std::string::npos);
   EXPECT_EQ(results[3], "-2147418113 ");
+  EXPECT_NE(results[4].find("] E_OUTOFMEMORY"), std::string::npos);
+  EXPECT_EQ(results[5], "-2147024882 ");
 }
 
 TEST_F(Checks, MessageBoxResultShowsFailuresOnly) {
@@ -112,7 +119,7 @@ TEST_F(Checks, MessageBoxResultShowsFailuresOnly) {
   EXPECT_EQ(messageBox.shown[1].text, u"Saving failed. (0x80004005)");
 }
 
-TEST_F(Checks, HresultTextIsEmptyWithoutTheLibrary) {
+TEST_F(Checks, ErrorTexts) {
   errorText.texts[E_FAIL] = u"Unspecified error";
   EXPECT_EQ(vx::GetHresultText(E_FAIL), u"Unspecified error");
   errorText.texts[E_POINTER] = u"";
@@ -120,27 +127,22 @@ TEST_F(Checks, HresultTextIsEmptyWithoutTheLibrary) {
   errorText.present = false;
   EXPECT_EQ(vx::GetHresultText(E_FAIL), u"");
   EXPECT_EQ(errorText.outstanding, 0);
-  vx::InstallReporting({});
-  EXPECT_EQ(vx::GetHresultText(E_FAIL), u"");
-}
 
-TEST_F(Checks, SystemErrorTextFallsBackAndLosesTrailingLineBreaks) {
   systemMessages.texts[E_ACCESSDENIED] = u"Access is denied.\r\n";
   EXPECT_EQ(vx::GetSystemErrorText(E_ACCESSDENIED), u"Access is denied.");
   EXPECT_EQ(vx::GetSystemErrorText(E_UNEXPECTED), u"HRESULT 0x8000ffff");
+
+  vx::InstallReporting({});
+  EXPECT_EQ(vx::GetHresultText(E_FAIL), u"");
+  EXPECT_EQ(vx::GetSystemErrorText(E_UNEXPECTED), u"HRESULT 0x8000ffff");
 }
 
-TEST(EnumNames, EnforcementModes) {
-  EXPECT_EQ(vx::GetEnumValueName(0), u"VX_ENFORCEPOLICY_UNCONFIGURED");
-  EXPECT_EQ(vx::GetEnumValueName(1), u"VX_ENFORCEPOLICY_IMMEDIATELY");
-  EXPECT_EQ(vx::GetEnumValueName(2), u"VX_ENFORCEPOLICY_SPECIFICDATE");
-  EXPECT_EQ(vx::GetEnumValueName(7), u"UNEXPECTED_0x7");
-  EXPECT_EQ(vx::GetEnumValueName(0xFFFFFFFF), u"UNEXPECTED_0xFFFFFFFF");
-}
-
-TEST(Win32Codes, BecomeHresults) {
+TEST(CodesAndNames, Win32CodesBecomeHresultsAndEnumValuesNames) {
   EXPECT_EQ(vx::HResultFromWin32(5), static_cast<HRESULT>(0x80070005u));
   EXPECT_EQ(vx::HResultFromWin32(0x12345), static_cast<HRESULT>(0x80072345u));
   EXPECT_EQ(vx::HResultFromWin32(0), 0);
   EXPECT_EQ(vx::HResultFromWin32(-5), -5);
+  EXPECT_EQ(vx::GetEnumValueName(2), u"VX_ENFORCEPOLICY_SPECIFICDATE");
+  EXPECT_EQ(vx::GetEnumValueName(7), u"UNEXPECTED_0x7");
+  EXPECT_EQ(vx::GetEnumValueName(0xFFFFFFFF), u"UNEXPECTED_0xFFFFFFFF");
 }

@@ -22,14 +22,10 @@ std::string CappedNarrow(size_t maxChars, std::string_view format, std::vector<F
 TEST(FormatIntegers, ReadOnlyTheSizeTheConversionNames) {
   EXPECT_EQ(Format(u"%X", 0x123456789ULL), u"23456789");
   EXPECT_EQ(Format(u"%d", 0xFFFFFFFFu), u"-1");
-  EXPECT_EQ(Format(u"%u", -1), u"4294967295");
-  EXPECT_EQ(Format(u"%lu", -1LL), u"4294967295");
+  EXPECT_EQ(Format(u"%u %lu", -1, -1LL), u"4294967295 4294967295");
   EXPECT_EQ(Format(u"%I32x", 0x1FFFFFFFFULL), u"ffffffff");
   EXPECT_EQ(Format(u"%hu", 70000), u"4464");
-  EXPECT_EQ(Format(u"%hd", 40000), u"-25536");
   EXPECT_EQ(Format(u"%hhd", 200), u"-56");
-  EXPECT_EQ(Format(u"%hhu", -1), u"255");
-  EXPECT_EQ(Format(u"%I64X", 0x8000000000000000ULL), u"8000000000000000");
   EXPECT_EQ(Format(u"%I64d", 0x8000000000000000ULL), u"-9223372036854775808");
   EXPECT_EQ(Format(u"%lld %llu", -5LL, -5LL), u"-5 18446744073709551611");
   EXPECT_EQ(Format(u"%Ix %zu %jd %td", 0x100000000ULL, 0x100000000ULL, -1LL, 1LL << 40),
@@ -41,8 +37,6 @@ TEST(FormatIntegers, ReadOnlyTheSizeTheConversionNames) {
 
 TEST(FormatIntegers, PaddingPrecisionAndFlags) {
   EXPECT_EQ(Format(u"%016I64X", 1ULL), u"0000000000000001");
-  EXPECT_EQ(Format(u"%8.8x", 0x1A), u"0000001a");
-  EXPECT_EQ(Format(u"%02d:%02d", 7, 123), u"07:123");
   EXPECT_EQ(Format(u"[%5d][%-5d][%05d]", -42, -42, -42), u"[  -42][-42  ][-0042]");
   EXPECT_EQ(Format(u"[%+d][% d][%+u]", 5, 5, 5), u"[+5][ 5][5]");
   EXPECT_EQ(Format(u"[%08.3d]", 7), u"[     007]");  // a precision cancels '0'
@@ -62,7 +56,6 @@ TEST(FormatCharacters, CodeUnitOfAnyWidth) {
   EXPECT_EQ(Format(u"[%3c][%-3c]", 'x', 'y'), u"[  x][y  ]");
   EXPECT_EQ(Format(u"%c", static_cast<char>(0xE9)), u"\xE9");  // a signed char's byte
   EXPECT_EQ(FormatNarrow("%c%c%c", 'a', static_cast<char>(0xE9), u'\x416'), "a\xC3\xA9\xD0\x96");
-  EXPECT_EQ(FormatNarrow("%c", 0x1F600), "\xF0\x9F\x98\x80");
   EXPECT_EQ(Format(u"%c", 0x1F600), u"\U0001F600");
   EXPECT_EQ(Format(u"%c", "text"), u"");
 }
@@ -108,21 +101,16 @@ TEST(FormatDoubles, FixedExponentAndGeneral) {
   const double inf = std::numeric_limits<double>::infinity();
   EXPECT_EQ(Format(u"[%f][%5F][%05f][%e]", inf, -inf, inf, inf), u"[inf][ -INF][  inf][inf]");
   EXPECT_EQ(Format(u"%f", inf - inf), u"nan");
-  EXPECT_EQ(Format(u"%f", "text"), u"");
 }
 
 TEST(FormatDoubles, PrecisionBeyondEveryDigitOfADouble) {
-  const std::string fixed = FormatNarrow("%.1500f", 0.5);
-  ASSERT_EQ(fixed.size(), 1502u);
-  EXPECT_EQ(fixed, "0.5" + std::string(1499, '0'));
-  const std::string exponent = FormatNarrow("%.1200e", 2.0);
-  EXPECT_EQ(exponent, "2." + std::string(1200, '0') + "e+00");
+  EXPECT_EQ(FormatNarrow("%.1500f", 0.5), "0.5" + std::string(1499, '0'));
+  EXPECT_EQ(FormatNarrow("%.1200e", 2.0), "2." + std::string(1200, '0') + "e+00");
   EXPECT_EQ(FormatNarrow("%.1200g", 2.0), "2");
 }
 
 TEST(FormatCuts, CapInCodeUnitsNeverInsideACharacter) {
   EXPECT_EQ(Capped(5, u"%s-%d", {"abcdef", 1}), u"abcde");
-  EXPECT_EQ(Capped(8, u"%s-%d", {"abcdef", 12}), u"abcdef-1");
   EXPECT_EQ(Capped(0, u"abc", {}), u"");
   EXPECT_EQ(Capped(3, u"%5d", {1}), u"   ");
   EXPECT_EQ(Capped(4, u"%08.3f", {1.0}), u"0001");
@@ -141,7 +129,6 @@ TEST(FormatCuts, CapInCodeUnitsNeverInsideACharacter) {
 
 TEST(FormatBadInput, NeverFailsAndKeepsWhatItCannotUse) {
   EXPECT_EQ(Format(u"a%db%sc"), u"abc");  // missing arguments print nothing
-  EXPECT_EQ(Format(u"[%5d]"), u"[]");
   EXPECT_EQ(Format(u"[%d]", "text"), u"[]");
   EXPECT_EQ(Format(u"[%d][%x]", 2.9, -1.5), u"[2][ffffffff]");
   EXPECT_EQ(Format(u"[%s][%s][%5s]", 42, -7LL, 1.5), u"[42][-7][  1.5]");
@@ -156,7 +143,6 @@ TEST(FormatBadInput, NeverFailsAndKeepsWhatItCannotUse) {
   EXPECT_EQ(Format(u"50%", 1), u"50%");
   EXPECT_EQ(Format(u"x%-08.", 1), u"x%-08.");
   EXPECT_EQ(Format(u"[%*d]", "wide", 3), u"[3]");  // a '*' that is no integer means 0
-  EXPECT_EQ(Format(u"%d%d", 1), u"1");
   EXPECT_EQ(Format(u"%d", 1, 2), u"1");  // extra arguments are ignored
 }
 
@@ -197,16 +183,6 @@ TEST(ParsedFormats, SameTextAsFormattingWithTheFormatAtEveryCap) {
       }
     }
   }
-}
-
-TEST(ParsedFormats, OneParseServesEveryCall) {
-  const ParsedFormat parsed("[%d] = %hs[0x%016I64X]");
-  char text[64];
-  const std::vector<FormatArg> first = {3, "Smartcard", 0x13ULL};
-  const std::vector<FormatArg> second = {-12, "Password", 0xFFFFFFFFFFULL};
-  EXPECT_EQ(std::string(text, parsed.FormatTo(text, sizeof text, first)), "[3] = Smartcard[0x0000000000000013]");
-  EXPECT_EQ(std::string(text, parsed.FormatTo(text, sizeof text, second)), "[-12] = Password[0x000000FFFFFFFFFF]");
-  EXPECT_EQ(std::string(text, parsed.FormatTo(text, 10, second)), "[-12] = Pa");
 }
 
 }  // namespace

@@ -10,16 +10,11 @@ namespace {
 
 constexpr char16_t kModule[] = u"C:\\Program Files\\Vantorix\\VXGPOSnapin.dll";
 
-class LanguageChain : public vxtest::TraceFixture {
+class Language : public vxtest::TracingFixture {
  protected:
   void SetUp() override {
-    Config(u"DoTrace", 1);
-    Start();
+    TracingFixture::SetUp();
     main = modules.AddModule();
-  }
-  std::vector<std::string> Messages() {
-    Stop();
-    return File().Texts('U');
   }
   vx::MemoryResourceModules modules;
   HMODULE main = nullptr;
@@ -27,173 +22,125 @@ class LanguageChain : public vxtest::TraceFixture {
 
 using Tries = std::vector<LANGID>;
 
-TEST_F(LanguageChain, GermanWithoutModuleTriesNeutralSkipsDefaultThenEnglishChainAndFinalFallback) {
-  modules.userLanguage = 0x0407;
-  EXPECT_EQ(vx::LoadDefaultMUILibrary(modules, kModule, main), nullptr);
-  EXPECT_EQ(modules.tries, (Tries{0x0407, 0x0007, 0, 0x0409, 0x0009, 0, 0}));
+TEST_F(Language, FallbackChain) {
+  enum Answer { None, Other, Itself };
+  const struct {
+    LANGID user;
+    std::vector<std::pair<LANGID, Answer>> modules;  // the languages that have a module, and whose it is
+    Tries tries;
+    Answer result;
+  } cases[] = {
+      // German: its neutral form, no separate default as it is one, the standard fallback, then English.
+      {0x0407, {}, {0x0407, 0x0007, 0, 0x0409, 0x0009, 0, 0}, None},
+      {0x0407, {{0x0009, Other}}, {0x0407, 0x0007, 0, 0x0409, 0x0009}, Other},
+      {0x0C04, {}, {0x0C04, 0x7C04, 0x0404, 0, 0x0409, 0x0009, 0, 0}, None},
+      {0x0804, {}, {0x0804, 0x0004, 0, 0x0409, 0x0009, 0, 0}, None},
+      {0x0001, {}, {0x0401, 0, 0x0409, 0x0009, 0, 0}, None},  // identifier 1 is never passed to the loader
+      {0x0409, {{0, Other}}, {0x0409, 0x0009, 0}, Other},
+      // The calling module itself is no success, but the final try stands as it is.
+      {0x0409, {{0x0409, Itself}, {0, Itself}}, {0x0409, 0x0009, 0, 0x0409, 0x0009, 0, 0}, Itself},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.user);
+    vx::MemoryResourceModules chain;
+    chain.userLanguage = c.user;
+    const HMODULE itself = chain.AddModule();
+    const HMODULE answers[] = {nullptr, chain.AddModule(), itself};
+    for (const auto& [language, answer] : c.modules) chain.AddLanguageModule(kModule, language, answers[answer]);
+    EXPECT_EQ(vx::LoadDefaultMUILibrary(chain, kModule, itself), answers[c.result]);
+    EXPECT_EQ(chain.tries, c.tries);
+  }
+  const auto messages = Written('U');
+  EXPECT_EQ(std::count(messages.begin(), messages.end(), "Avoiding access violation on Arabic Windows..."), 1);
 }
 
-TEST_F(LanguageChain, FirstModuleFoundWins) {
-  modules.userLanguage = 0x0407;
-  const HMODULE english = modules.AddModule();
-  modules.AddLanguageModule(kModule, 0x0009, english);
-  EXPECT_EQ(vx::LoadDefaultMUILibrary(modules, kModule, main), english);
-  EXPECT_EQ(modules.tries, (Tries{0x0407, 0x0007, 0, 0x0409, 0x0009}));
-}
-
-TEST_F(LanguageChain, ChineseTraditionalUsesItsNeutralForm) {
-  modules.userLanguage = 0x0C04;
-  vx::LoadDefaultMUILibrary(modules, kModule, main);
-  EXPECT_EQ(modules.tries, (Tries{0x0C04, 0x7C04, 0x0404, 0, 0x0409, 0x0009, 0, 0}));
-  EXPECT_EQ(vx::NeutralLanguage(0x0404), 0x7C04);
-  EXPECT_EQ(vx::NeutralLanguage(0x1404), 0x7C04);
-  EXPECT_EQ(vx::NeutralLanguage(0x7C04), 0x7C04);
+TEST(LanguageNeutral, ChineseTraditionalVariantsShareOneNeutralForm) {
+  for (const LANGID traditional : {0x0404, 0x0C04, 0x1404, 0x7C04}) EXPECT_EQ(vx::NeutralLanguage(traditional), 0x7C04);
   EXPECT_EQ(vx::NeutralLanguage(0x0804), 0x0004);
 }
 
-TEST_F(LanguageChain, SimplifiedChineseHasNoSeparateDefault) {
-  modules.userLanguage = 0x0804;
-  vx::LoadDefaultMUILibrary(modules, kModule, main);
-  EXPECT_EQ(modules.tries, (Tries{0x0804, 0x0004, 0, 0x0409, 0x0009, 0, 0}));
-}
-
-TEST_F(LanguageChain, IdentifierOneIsNeverPassedToTheLoader) {
-  modules.userLanguage = 0x0001;
-  vx::LoadDefaultMUILibrary(modules, kModule, main);
-  EXPECT_EQ(modules.tries, (Tries{0x0401, 0, 0x0409, 0x0009, 0, 0}));
-  const auto messages = Messages();
-  EXPECT_NE(std::find(messages.begin(), messages.end(), "Avoiding access violation on Arabic Windows..."),
-            messages.end());
-}
-
-TEST_F(LanguageChain, EnglishTracesEveryStep) {
-  modules.userLanguage = 0x0409;
+TEST_F(Language, EveryStepIsTraced) {
   const HMODULE fallback = modules.AddModule();
   modules.AddLanguageModule(kModule, 0, fallback);
   EXPECT_EQ(vx::LoadDefaultMUILibrary(modules, kModule, main), fallback);
-  EXPECT_EQ(modules.tries, (Tries{0x0409, 0x0009, 0}));
-  const auto messages = Messages();
-  ASSERT_GE(messages.size(), 10u);
-  EXPECT_EQ(messages[0], vx::FormatNarrow("hMainModule = 0x%08X",
-                                          static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(main))));
-  EXPECT_EQ(messages[1], "Trying the language (0x0409)...");
-  EXPECT_EQ(messages[2], "Module: C:\\Program Files\\Vantorix\\VXGPOSnapin.dll");
-  EXPECT_EQ(messages[3], "LangID: 0409");
-  EXPECT_EQ(messages[4], "hLibrary = 0x00000000");
-  EXPECT_EQ(messages[5], "Trying the corresponding neutral language...");
-  EXPECT_EQ(messages[9], "Trying the standard fallback...");
-  EXPECT_EQ(messages.back(), vx::FormatNarrow("hLibrary = 0x%08X",
-                                              static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(fallback))));
+  const auto handle = [](HMODULE module) {
+    return vx::FormatNarrow("0x%08X", static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(module)));
+  };
+  const std::string module = "Module: C:\\Program Files\\Vantorix\\VXGPOSnapin.dll";
+  EXPECT_EQ(Written('U'), (std::vector<std::string>{
+                              "hMainModule = " + handle(main), "Trying the language (0x0409)...", module,
+                              "LangID: 0409", "hLibrary = 0x00000000", "Trying the corresponding neutral language...",
+                              module, "LangID: 0009", "hLibrary = 0x00000000", "Trying the standard fallback...",
+                              module, "LangID: 0000", "hLibrary = " + handle(fallback)}));
 }
 
-TEST_F(LanguageChain, TheCallingModuleItselfIsNoSuccessButTheFinalTryStands) {
-  modules.userLanguage = 0x0409;
-  modules.AddLanguageModule(kModule, 0x0409, main);
-  modules.AddLanguageModule(kModule, 0, main);
-  EXPECT_EQ(vx::LoadDefaultMUILibrary(modules, kModule, main), main);
-  EXPECT_EQ(modules.tries, (Tries{0x0409, 0x0009, 0, 0x0409, 0x0009, 0, 0}));
-}
-
-TEST_F(LanguageChain, CurrentLanguageIsTheFirstPreferredOrEnglish) {
+TEST_F(Language, CurrentLanguageIsTheFirstPreferredOrEnglish) {
   modules.preferredLanguages = {u"fr-FR", u"en-US"};
   EXPECT_EQ(vx::GetCurrentUserMUILanguage(modules), u"fr-FR");
   modules.preferredLanguages.clear();
   EXPECT_EQ(vx::GetCurrentUserMUILanguage(modules), u"en-US");
   modules.hasPreferredLanguages = false;
   EXPECT_EQ(vx::GetCurrentUserMUILanguage(modules), u"en-US");
-  const auto messages = Messages();
-  EXPECT_EQ(messages, (std::vector<std::string>{"uNumLanguages = 2", "Lang: fr-FR", "uNumLanguages = 0"}));
+  EXPECT_EQ(Written('U'), (std::vector<std::string>{"uNumLanguages = 2", "Lang: fr-FR", "uNumLanguages = 0"}));
 }
 
-TEST_F(LanguageChain, TextsLoadOnceFromTheChosenModuleWithBranding) {
+TEST_F(Language, TextsLoadFromTheModuleChosenOnceWithBranding) {
   const HMODULE english = modules.AddModule();
   modules.AddLanguageModule(kModule, 0x0409, english);
   modules.SetString(english, 6, u"No plug-ins of <<%PN%>> are installed.");
   vx::CBranding branding(registry, modules);
   vx::CLanguageResources resources(modules, kModule, main, &branding);
-  EXPECT_EQ(resources.LoadText(6), u"No plug-ins of Vantorix Keystone Client are installed.");
-  EXPECT_EQ(resources.LoadText(7), u"");
-  EXPECT_EQ(modules.tries, Tries{0x0409});  // the module is chosen once
   vx::platform::IStringTable& table = resources;
-  EXPECT_EQ(table.LoadText(6).substr(0, 15), u"No plug-ins of ");
+  EXPECT_EQ(table.LoadText(6), u"No plug-ins of Vantorix Keystone Client are installed.");
+  EXPECT_EQ(resources.LoadText(7), u"");
+  EXPECT_EQ(modules.tries, Tries{0x0409});
+
+  // Only the module itself answers: its texts stand as they are. No module at all: empty texts.
+  vx::MemoryResourceModules own;
+  own.AddLanguageModule(kModule, 0, main);
+  own.SetString(main, 6, u"own <<%PN%>>");
+  EXPECT_EQ(vx::CLanguageResources(own, kModule, main, nullptr).LoadText(6), u"own <<%PN%>>");
+  vx::MemoryResourceModules none;
+  EXPECT_EQ(vx::CLanguageResources(none, kModule, main, nullptr).LoadText(6), u"");
 }
 
-TEST_F(LanguageChain, NoLanguageModuleGivesEmptyTexts) {
-  modules.AddLanguageModule(kModule, 0, main);  // only the module itself answers
-  vx::CLanguageResources resources(modules, kModule, main, nullptr);
-  EXPECT_EQ(resources.Module(), main);
-  modules.SetString(main, 6, u"own text");
-  EXPECT_EQ(resources.LoadText(6), u"own text");  // the final fallback stands as it is
-  vx::MemoryResourceModules empty;
-  vx::CLanguageResources none(empty, kModule, main, nullptr);
-  EXPECT_EQ(none.LoadText(6), u"");
-}
-
-// The help resolver over the in-memory registry and file system.
-class HelpFile : public vxtest::TraceFixture {
- protected:
-  static constexpr CLSID kClsid = {0x5ED04F3F, 0xAC3E, 0x4BE0, {0xA1, 0x57, 0x78, 0x2B, 0x20, 0x4E, 0x2B, 0x8C}};
-  static constexpr char16_t kName[] = u"{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}";
-
-  void SetUp() override {
-    Config(u"DoTrace", 1);
-    Start();
-    modules.preferredLanguages = {u"de-DE"};
-    files.AddDirectory(u"C:\\Program Files\\Vantorix\\de-DE");
-    files.AddDirectory(u"C:\\Program Files\\Vantorix\\en-US");
-    files.AddDirectory(u"C:\\Help");
-    files.AddDirectory(u"C:\\Help\\en");
-  }
-  void Register(std::u16string_view value, DWORD type = REG_SZ, REGSAM view = KEY_WOW64_32KEY) {
-    std::unique_ptr<vx::platform::IRegistryKey> key;
-    ASSERT_EQ(ERROR_SUCCESS, registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, vx::kHelpKey,
-                                                KEY_ALL_ACCESS | view, key));
-    vx::platform::WriteString(*key, kName, value, type);
-    ASSERT_EQ(ERROR_SUCCESS, registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, vx::kApplicationsKey,
-                                                KEY_ALL_ACCESS | view, key));
-    vx::platform::WriteString(*key, u"BinDir", u"C:\\Program Files\\Vantorix");
-  }
-  void AddFile(std::u16string_view path) { files.SetFileBytes(path, {'x'}); }
-  std::u16string Resolve() { return vx::CHTMLHelp(registry, files, process, modules).GetHelpFileName(kClsid); }
-
-  vx::MemoryResourceModules modules;
-};
-
-TEST_F(HelpFile, BareFileNameIsLookedForPerLanguageInTheBinaryDirectory) {
-  Register(u"keystone.chm");
-  EXPECT_EQ(vx::BracedGuid(kClsid), kName);
-  EXPECT_EQ(Resolve(), u"");  // no file of any language
-  AddFile(u"C:\\Program Files\\Vantorix\\en-US\\keystone.chm");
-  EXPECT_EQ(Resolve(), u"C:\\Program Files\\Vantorix\\en-US\\keystone.chm");
-  AddFile(u"C:\\Program Files\\Vantorix\\de-DE\\keystone.chm");
-  EXPECT_EQ(Resolve(), u"C:\\Program Files\\Vantorix\\de-DE\\keystone.chm");
-  const auto messages = (Stop(), File().Texts('U'));
-  EXPECT_EQ(messages.back(), "szRet: C:\\Program Files\\Vantorix\\de-DE\\keystone.chm");
-}
-
-TEST_F(HelpFile, LanguageTokenAndFullPaths) {
-  Register(u"C:\\Help\\%LANG%\\keystone.chm");
-  AddFile(u"C:\\Help\\en\\keystone.chm");
-  EXPECT_EQ(Resolve(), u"C:\\Help\\en\\keystone.chm");
-  Register(u"C:\\Help\\keystone.chm");
-  EXPECT_EQ(Resolve(), u"");
-  AddFile(u"C:\\Help\\keystone.chm");
-  EXPECT_EQ(Resolve(), u"C:\\Help\\keystone.chm");
-}
-
-TEST_F(HelpFile, ExpandableValuesAreExpandedAndOverlongOnesRefused) {
+TEST_F(Language, HelpFileRules) {
+  constexpr CLSID kClsid = {0x5ED04F3F, 0xAC3E, 0x4BE0, {0xA1, 0x57, 0x78, 0x2B, 0x20, 0x4E, 0x2B, 0x8C}};
+  EXPECT_EQ(vx::BracedGuid(kClsid), u"{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}");
+  modules.preferredLanguages = {u"de-DE"};
   process.environment[u"HELPDIR"] = u"C:\\Help";
-  Register(u"%HELPDIR%\\keystone.chm", REG_EXPAND_SZ);
-  AddFile(u"C:\\Help\\keystone.chm");
-  EXPECT_EQ(Resolve(), u"C:\\Help\\keystone.chm");
-  Register(u"C:\\Help\\" + std::u16string(253, u'k'));
-  EXPECT_EQ(Resolve(), u"");
-}
-
-TEST_F(HelpFile, OnlyThe32BitViewIsRead) {
-  Register(u"C:\\Help\\keystone.chm", REG_SZ, 0);
-  AddFile(u"C:\\Help\\keystone.chm");
-  EXPECT_EQ(Resolve(), u"");
+  vx::platform::WriteString(*Key(vx::kApplicationsKey, KEY_WOW64_32KEY), u"BinDir", u"C:\\Program Files\\Vantorix");
+  // Each row registers a value for a CLSID of its own; the files stay from one row to the next.
+  const struct {
+    std::u16string value;
+    DWORD type;
+    REGSAM view;
+    const char16_t* newFile;
+    const char16_t* found;
+  } cases[] = {
+      {u"C:\\Help\\keystone.chm", REG_SZ, 0, u"C:\\Help\\keystone.chm", u""},  // only the 32-bit view is read
+      // A bare file name is looked for per language in the binary directory.
+      {u"keystone.chm", REG_SZ, KEY_WOW64_32KEY, nullptr, u""},
+      {u"keystone.chm", REG_SZ, KEY_WOW64_32KEY, u"C:\\Program Files\\Vantorix\\en-US\\keystone.chm",
+       u"C:\\Program Files\\Vantorix\\en-US\\keystone.chm"},
+      {u"keystone.chm", REG_SZ, KEY_WOW64_32KEY, u"C:\\Program Files\\Vantorix\\de-DE\\keystone.chm",
+       u"C:\\Program Files\\Vantorix\\de-DE\\keystone.chm"},
+      {u"C:\\Help\\%LANG%\\keystone.chm", REG_SZ, KEY_WOW64_32KEY, u"C:\\Help\\en\\keystone.chm",
+       u"C:\\Help\\en\\keystone.chm"},
+      {u"C:\\Help\\missing.chm", REG_SZ, KEY_WOW64_32KEY, nullptr, u""},
+      {u"C:\\Help\\keystone.chm", REG_SZ, KEY_WOW64_32KEY, nullptr, u"C:\\Help\\keystone.chm"},
+      {u"C:\\Help\\" + std::u16string(253, u'k'), REG_SZ, KEY_WOW64_32KEY, nullptr, u""},  // overlong
+      {u"%HELPDIR%\\keystone.chm", REG_EXPAND_SZ, KEY_WOW64_32KEY, nullptr, u"C:\\Help\\keystone.chm"},
+  };
+  CLSID clsid = kClsid;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(vx::Utf16ToUtf8(c.value));
+    ++clsid.Data1;
+    vx::platform::WriteString(*Key(vx::kHelpKey, c.view), vx::BracedGuid(clsid), c.value, c.type);
+    if (c.newFile) files.SetFileBytes(c.newFile, {'x'});
+    EXPECT_EQ(vx::CHTMLHelp(registry, files, process, modules).GetHelpFileName(clsid), c.found);
+  }
+  EXPECT_EQ(Written('U').back(), "szRet: C:\\Help\\keystone.chm");
 }
 
 }  // namespace

@@ -44,34 +44,32 @@ std::unique_ptr<IRegistryKey> MustCreate(IRegistry& registry, RegistryRoot root,
   return key;
 }
 
-std::vector<std::u16string> ValueNames(IRegistryKey& key) {
+// Names by index until the end.
+std::vector<std::u16string> Names(IRegistryKey& key, bool values) {
   std::vector<std::u16string> names;
   std::u16string name;
-  while (key.EnumValue(static_cast<DWORD>(names.size()), name) == ERROR_SUCCESS) names.push_back(name);
+  const auto index = [&] { return static_cast<DWORD>(names.size()); };
+  while ((values ? key.EnumValue(index(), name) : key.EnumKey(index(), name)) == ERROR_SUCCESS) names.push_back(name);
   return names;
 }
 
 // Where the real registries differ, this one follows Windows; these cases cannot run under Wine.
 
-TEST(MemoryRegistryTest, ValuesEnumerateInTheOrderOfCreation) {
+// Values come in the order of creation. Windows compares upper-cased names, so "_" (0x5F) sorts
+// after "Z" (0x5A); Wine lower-cases.
+TEST(MemoryRegistryTest, EnumerationOrdersAsWindowsDoes) {
   MemoryRegistry registry;
   auto key = MustCreate(registry, RegistryRoot::CurrentUser, u"Order");
   for (const char16_t* name : {u"zeta", u"Alpha", u"mid", u"beta"}) WriteDword(*key, name, 1);
   WriteDword(*key, u"ALPHA", 2);  // replacing keeps the place
   key->DeleteValue(u"mid");
   WriteDword(*key, u"mid", 3);  // deleted and set again goes last
-  EXPECT_EQ(ValueNames(*key), (std::vector<std::u16string>{u"zeta", u"Alpha", u"beta", u"mid"}));
-}
+  EXPECT_EQ(Names(*key, true), (std::vector<std::u16string>{u"zeta", u"Alpha", u"beta", u"mid"}));
 
-// Windows compares upper-cased names, so "_" (0x5F) sorts after "Z" (0x5A); Wine lower-cases.
-TEST(MemoryRegistryTest, SubkeysSortByUpperCaseNames) {
-  MemoryRegistry registry;
-  auto key = MustCreate(registry, RegistryRoot::CurrentUser, u"Order");
-  for (const char16_t* name : {u"_u", u"a", u"Z"}) MustCreate(registry, RegistryRoot::CurrentUser, u"Order\\" + std::u16string(name));
-  std::vector<std::u16string> names;
-  std::u16string name;
-  while (key->EnumKey(static_cast<DWORD>(names.size()), name) == ERROR_SUCCESS) names.push_back(name);
-  EXPECT_EQ(names, (std::vector<std::u16string>{u"a", u"Z", u"_u"}));
+  for (const char16_t* name : {u"_u", u"a", u"Z"}) {
+    MustCreate(registry, RegistryRoot::CurrentUser, u"Order\\" + std::u16string(name));
+  }
+  EXPECT_EQ(Names(*key, false), (std::vector<std::u16string>{u"a", u"Z", u"_u"}));
 }
 
 // Windows asks for KEY_QUERY_VALUE; Wine lets any handle count. Creating through an empty path opens
@@ -97,7 +95,8 @@ TEST(MemoryRegistryTest, SystemKeysAndRootsCannotBeDeleted) {
   std::unique_ptr<IRegistryKey> root;
   ASSERT_EQ(registry.OpenKey(RegistryRoot::Users, u"", KEY_ALL_ACCESS, root), ERROR_SUCCESS);
   EXPECT_EQ(root->DeleteKey(u""), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(registry.Dump(RegistryRoot::LocalMachine), "HKEY_LOCAL_MACHINE\n  SOFTWARE\n    Classes\n    WOW6432Node\n");
+  EXPECT_EQ(registry.Dump(RegistryRoot::LocalMachine),
+            "HKEY_LOCAL_MACHINE\n  SOFTWARE\n    Classes\n    WOW6432Node\n");
 }
 
 TEST(MemoryRegistryTest, KeysOutliveTheRegistry) {
@@ -127,7 +126,8 @@ TEST(MemoryRegistryTest, DumpShowsValuesReadablyAndOddDataAsBytes) {
             "Vantorix\n"
             "  Tracing\n"
             "    Level = REG_DWORD 0x00000003\n"
-            "    @ = REG_SZ \"C:\\tr\xc3\xa9" "ce\"\n"
+            "    @ = REG_SZ \"C:\\tr\xc3\xa9"
+            "ce\"\n"
             "    List = REG_MULTI_SZ [\"a\", \"b\"]\n"
             "    None = REG_MULTI_SZ []\n"
             "    Cut = REG_SZ 61 00 00\n"

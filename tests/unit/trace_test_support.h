@@ -1,4 +1,4 @@
-// A trace facility over in-memory ports, and a small decoder of what it wrote.
+// A trace facility over in-memory ports; what it wrote is read back with the trace reader.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,65 +11,21 @@
 #include "platform/memory/memory_registry.h"
 #include "platform/text.h"
 #include "support/trace.h"
-#include "support/trace_cipher.h"
+#include "trace_reader.h"
 
 namespace vxtest {
 
-struct DecodedRecord {
-  DWORD thread;
-  char kind;
-  std::string text;
-};
+inline std::string Kinds(const vxtrace::TraceFile& file) {
+  std::string kinds;
+  for (const auto& r : file.records) kinds += r.kind;
+  return kinds;
+}
 
-struct DecodedFile {
-  std::vector<std::string> header;
-  std::vector<DecodedRecord> records;
-  std::string Kinds() const {
-    std::string kinds;
-    for (const auto& r : records) kinds += r.kind;
-    return kinds;
-  }
-  std::vector<std::string> Texts(char kind) const {
-    std::vector<std::string> texts;
-    for (const auto& r : records)
-      if (r.kind == kind) texts.push_back(r.text);
-    return texts;
-  }
-};
-
-inline DecodedFile Decode(const std::vector<BYTE>& bytes, bool hasHeader = true) {
-  DecodedFile file;
-  size_t at = 0;
-  if (hasHeader) {
-    for (;;) {
-      const size_t end = std::string(bytes.begin(), bytes.end()).find("\r\n", at);
-      if (end == std::string::npos) {
-        ADD_FAILURE() << "header not terminated";
-        return file;
-      }
-      file.header.emplace_back(bytes.begin() + static_cast<long>(at), bytes.begin() + static_cast<long>(end));
-      at = end + 2;
-      if (file.header.back() == ".") break;
-    }
-  }
-  while (at + 7 <= bytes.size()) {
-    DecodedRecord r;
-    r.thread = bytes[at] | (bytes[at + 1] << 8) | (bytes[at + 2] << 16) | (static_cast<DWORD>(bytes[at + 3]) << 24);
-    r.kind = static_cast<char>(bytes[at + 4]);
-    const size_t n = bytes[at + 5] | (bytes[at + 6] << 8);
-    at += 7;
-    if (at + n > bytes.size()) {
-      ADD_FAILURE() << "record runs past the end";
-      return file;
-    }
-    std::vector<std::uint8_t> text(bytes.begin() + static_cast<long>(at), bytes.begin() + static_cast<long>(at + n));
-    VXTraceNS::TraceCipher().Apply(text.data(), text.size());
-    r.text.assign(text.begin(), text.end());
-    file.records.push_back(r);
-    at += n;
-  }
-  EXPECT_EQ(at, bytes.size()) << "trailing bytes";
-  return file;
+inline std::vector<std::string> Texts(const vxtrace::TraceFile& file, char kind) {
+  std::vector<std::string> texts;
+  for (const auto& r : file.records)
+    if (r.kind == kind) texts.push_back(r.text);
+  return texts;
 }
 
 class TraceFixture : public ::testing::Test {
@@ -78,35 +34,36 @@ class TraceFixture : public ::testing::Test {
 
   TraceFixture() { files.AddDirectory(u"C:\\Program Files\\Vantorix"); }
 
-  // Writes a DWORD under the trace configuration key.
-  void Config(std::u16string_view name, DWORD value) {
-    auto key = ConfigKey();
-    vx::platform::WriteDword(*key, name, value);
-  }
-  void ConfigString(std::u16string_view name, std::u16string_view value) {
-    auto key = ConfigKey();
-    vx::platform::WriteString(*key, name, value);
+  // A key under HKEY_LOCAL_MACHINE, made when missing.
+  std::unique_ptr<vx::platform::IRegistryKey> Key(std::u16string_view path, REGSAM view = 0) {
+    std::unique_ptr<vx::platform::IRegistryKey> key;
+    EXPECT_EQ(ERROR_SUCCESS,
+              registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, path, KEY_ALL_ACCESS | view, key));
+    return key;
   }
   std::unique_ptr<vx::platform::IRegistryKey> ConfigKey(std::u16string_view subkey = u"") {
     std::u16string path = VXTraceNS::kConfigKey;
     if (!subkey.empty()) path += u"\\" + std::u16string(subkey);
-    std::unique_ptr<vx::platform::IRegistryKey> key;
-    EXPECT_EQ(ERROR_SUCCESS,
-              registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, path, KEY_ALL_ACCESS, key));
-    return key;
+    return Key(path);
+  }
+  void Config(std::u16string_view name, DWORD value) { vx::platform::WriteDword(*ConfigKey(), name, value); }
+  void ConfigString(std::u16string_view name, std::u16string_view value, DWORD type = REG_SZ) {
+    vx::platform::WriteString(*ConfigKey(), name, value, type);
   }
 
   // A facility made now, as at module load, and made current.
-  VXTraceNS::CTraceFacility& Start() {
+  VXTraceNS::CTraceFacility& Start(vx::platform::IClock* otherClock = nullptr) {
     installed = std::make_unique<VXTraceNS::CInstalledFacility>(
-        VXTraceNS::TracePorts{registry, clock, files, process});
+        VXTraceNS::TracePorts{registry, otherClock ? *otherClock : clock, files, process});
     return installed->Facility();
   }
   void Stop() { installed.reset(); }
 
-  DecodedFile File(std::u16string_view path = kDefaultFile, bool hasHeader = true) {
+  vxtrace::TraceFile File(std::u16string_view path = kDefaultFile) {
     EXPECT_TRUE(files.FileExists(path)) << vx::Utf16ToUtf8(path);
-    return Decode(files.FileBytes(path), hasHeader);
+    auto file = vxtrace::ParseTraceFile(files.FileBytes(path));
+    EXPECT_FALSE(file.fault) << file.fault->message;
+    return file;
   }
 
   vx::platform::MemoryRegistry registry;
@@ -114,6 +71,20 @@ class TraceFixture : public ::testing::Test {
   vx::platform::MemoryFileSystem files;
   vx::platform::FakeProcessInfo process;
   std::unique_ptr<VXTraceNS::CInstalledFacility> installed;
+};
+
+// Tracing on from the start: for the tests of what traced code writes.
+class TracingFixture : public TraceFixture {
+ protected:
+  void SetUp() override {
+    Config(u"DoTrace", 1);
+    Start();
+  }
+  // Ends the run and gives the texts of the records of one kind.
+  std::vector<std::string> Written(char kind) {
+    Stop();
+    return Texts(File(), kind);
+  }
 };
 
 }  // namespace vxtest
