@@ -17,7 +17,8 @@ namespace {
 constexpr DWORD kMachine = vx::policy::VX_GPO_SECTION_MACHINE;
 
 // Picks the primary and secondary items by text (empty: leave as is) and presses OK.
-int Choose(CAuthPolicyAdd& dialog, RecordingAddView& view, const std::string& primary, const std::string& secondary = "") {
+int Choose(CAuthPolicyAdd& dialog, RecordingAddView& view, const std::string& primary,
+           const std::string& secondary = "") {
   auto index = [](const std::vector<ComboItem>& items, const std::string& text) {
     for (size_t i = 0; i < items.size(); ++i)
       if (vxtest::Narrow(items[i].text) == text) return static_cast<int>(i);
@@ -59,17 +60,46 @@ TEST_F(AddDialog, OffersPrimaryCredentialsAndWhatMayJoinThem) {
     std::string pick;
     Strings primary, secondary;
   } rows[] = {
-      {"logon: any other credential may join, secondary-only ones too", 1, true, {}, {0x1, 0x2, 0x4, 0x10}, "Password",
-       {"Password", "Fingerprint", "Smart card"}, {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
-      {"two parts of one registered credential never join", 1, true, {}, {0x3, 0x4, 0x10}, "Password",
-       {"Password", "Fingerprint", "Smart card"}, {"(alone)", "Smart card", "One-time code"}},
-      {"runtime outside the editor: custom members and no authentication", 2, false, {0x10}, {}, "One-time code",
+      {"logon: any other credential may join, secondary-only ones too",
+       1,
+       true,
+       {},
+       {0x1, 0x2, 0x4, 0x10},
+       "Password",
+       {"Password", "Fingerprint", "Smart card"},
+       {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
+      {"two parts of one registered credential never join",
+       1,
+       true,
+       {},
+       {0x3, 0x4, 0x10},
+       "Password",
+       {"Password", "Fingerprint", "Smart card"},
+       {"(alone)", "Smart card", "One-time code"}},
+      {"runtime outside the editor: custom members and no authentication",
+       2,
+       false,
+       {0x10},
+       {},
+       "One-time code",
        {"Password", "Fingerprint", "Smart card", "One-time code", "No authentication"},
        {"(alone)", "Password", "Fingerprint", "Smart card"}},
-      {"runtime in the editor: never no authentication", 2, true, {0x10}, {}, "Password",
-       {"Password", "Fingerprint", "Smart card", "One-time code"}, {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
-      {"a custom member of another kind stands alone", 1, true, {0x10}, {}, "One-time code",
-       {"Password", "Fingerprint", "Smart card", "One-time code"}, {"Password", "Fingerprint", "Smart card"}},
+      {"runtime in the editor: never no authentication",
+       2,
+       true,
+       {0x10},
+       {},
+       "Password",
+       {"Password", "Fingerprint", "Smart card", "One-time code"},
+       {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
+      {"a custom member of another kind stands alone",
+       1,
+       true,
+       {0x10},
+       {},
+       "One-time code",
+       {"Password", "Fingerprint", "Smart card", "One-time code"},
+       {"Password", "Fingerprint", "Smart card"}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -117,13 +147,34 @@ TEST_F(AddDialog, OkRefusesDuplicatesAndAsksBeforeReplacingOverlaps) {
     std::vector<ULONGLONG> replaced;
   } rows[] = {
       {"a combination the role has is refused", {0x1}, "Password", "(alone)", {}, {"#227[Password]"}, 0, 0, {}},
-      {"a credential alone inside an existing combination", {0x5}, "Password", "(alone)", {IDYES},
-       {"#289[Password+Smart card]"}, IDOK, 0x1, {0x5}},
+      {"a credential alone inside an existing combination",
+       {0x5},
+       "Password",
+       "(alone)",
+       {IDYES},
+       {"#289[Password+Smart card]"},
+       IDOK,
+       0x1,
+       {0x5}},
       {"No keeps the dialog open", {0x5}, "Password", "(alone)", {IDNO}, {"#289[Password+Smart card]"}, 0, 0, {}},
-      {"existing credentials inside the new combination", {0x1, 0x2}, "Password", "Smart card", {IDYES},
-       {"#5[Password]"}, IDOK, 0x5, {0x1}},
-      {"only the existing-credential question is asked", {0x1, 0x7}, "Password", "Smart card", {IDYES},
-       {"#5[Password]"}, IDOK, 0x5, {0x1}},
+      {"existing credentials inside the new combination",
+       {0x1, 0x2},
+       "Password",
+       "Smart card",
+       {IDYES},
+       {"#5[Password]"},
+       IDOK,
+       0x5,
+       {0x1}},
+      {"only the existing-credential question is asked",
+       {0x1, 0x7},
+       "Password",
+       "Smart card",
+       {IDYES},
+       {"#5[Password]"},
+       IDOK,
+       0x5,
+       {0x1}},
       {"unrelated combinations ask nothing", {0x2}, "Password", "Smart card", {}, {}, IDOK, 0x5, {}},
   };
   for (const Row& row : rows) {
@@ -244,12 +295,16 @@ TEST_F(Editor, AddAndEditReplaceWhatTheDialogSays) {
 TEST_F(Editor, NoAuthenticationEmptiesTheRoleAndAnyCredentialEndsIt) {
   TestEditor& editor = Open({0x1, 0x3}, 2, false);
   boxes.answer = IDYES;
-  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "No authentication"); };
+  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) {
+    return Choose(dialog, shown, "No authentication");
+  };
   editor.OnPoliciesLinkClicked(0);
   EXPECT_EQ(std::vector<ULONGLONG>{0x0}, Stored());
   EXPECT_EQ(Strings{"No authentication [0x0]"}, view.Rows());
 
-  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "Smart card"); };
+  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) {
+    return Choose(dialog, shown, "Smart card");
+  };
   editor.OnPoliciesLinkClicked(0);
   EXPECT_EQ(std::vector<ULONGLONG>{0x4}, Stored());
 }
@@ -453,7 +508,8 @@ TEST_F(Page, RefusesARoleMadeOnlyOfUnreliableCredentials) {
 
 TEST_F(Page, WarnsOfCredentialsDisabledForEnrollmentAndSavesAnyway) {
   Store(vx::policy::GPO_DisableCredentials, {u"FFFFFFFFFFFFFFFA"});  // only Password and Smart card may enroll
-  CAuthPolicyPage& page = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000002", u"0000000000000003", u"0000000000000010"});
+  CAuthPolicyPage& page =
+      Open(vx::policy::kLogonPolicy, 1, {u"0000000000000002", u"0000000000000003", u"0000000000000010"});
   page.SetModified(true);
   EXPECT_TRUE(page.OnApply());
   ASSERT_EQ(1u, boxes.shown.size());

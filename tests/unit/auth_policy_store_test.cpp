@@ -3,19 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "policy/auth_policy.h"
 #include "policy/memory_gpo_information.h"
-#include "rsop/memory_rsop_ports.h"
-#include "rsop/rsop_data.h"
-#include "rsop_session_fixture.h"
-#include "trace_test_support.h"
+#include "shared_fixtures.h"
 
 using namespace vx::policy;
-using vx::platform::IRegistryKey;
+using vx::rsop::Utf16Bytes;
+using vxtest::Has;
+using vxtest::Nuls;
+using vxtest::Texts;
 
 namespace {
 
@@ -23,54 +22,20 @@ constexpr DWORD kMachine = VX_GPO_SECTION_MACHINE;
 constexpr DWORD kUser = VX_GPO_SECTION_USER;
 constexpr HRESULT kFileNotFound = static_cast<HRESULT>(0x80070002u);
 
-std::vector<BYTE> Bytes(std::u16string_view text) {
-  std::vector<BYTE> bytes;
-  for (const char16_t c : text) {
-    bytes.push_back(static_cast<BYTE>(c & 0xFF));
-    bytes.push_back(static_cast<BYTE>(c >> 8));
-  }
-  return bytes;
-}
+std::vector<ULONGLONG> MasksOf(const CGPOAuthPolicy& policy) { return {policy.Masks().begin(), policy.Masks().end()}; }
 
-std::vector<ULONGLONG> MasksOf(const CGPOAuthPolicy& policy) {
-  return {policy.Masks().begin(), policy.Masks().end()};
-}
-
-bool Has(const std::vector<std::string>& texts, const std::string& part) {
-  return std::any_of(texts.begin(), texts.end(), [&](const std::string& t) { return t.find(part) != std::string::npos; });
-}
-
-class Store : public vxtest::TraceFixture {
+class Store : public vxtest::TracedTest {
  protected:
-  void SetUp() override {
-    Config(u"DoTrace", 1);
-    Start();
-  }
-
-  CRegKey Key(DWORD section, std::u16string_view path, bool create = false) {
-    CRegKey root = gpo.SectionKey(section);
+  CRegKey Open(DWORD section, std::u16string_view path, bool create = false) {
     CRegKey key;
-    if (create) {
-      EXPECT_EQ(root->CreateKey(path, KEY_ALL_ACCESS, key), ERROR_SUCCESS);
-    } else if (root->OpenKey(path, KEY_ALL_ACCESS, key) != ERROR_SUCCESS) {
-      return nullptr;
-    }
-    return key;
+    const LONG error = create ? gpo.SectionKey(section)->CreateKey(path, KEY_ALL_ACCESS, key)
+                              : gpo.SectionKey(section)->OpenKey(path, KEY_ALL_ACCESS, key);
+    return error == ERROR_SUCCESS ? std::move(key) : nullptr;
   }
-  void Put(DWORD section, std::u16string_view name, DWORD type, const std::vector<BYTE>& bytes) {
-    EXPECT_EQ(Key(section, kApplicationKey, true)->SetValue(name, type, bytes.data(), static_cast<DWORD>(bytes.size())),
-              ERROR_SUCCESS);
-  }
-  // The stored bytes of a value; empty with type REG_NONE when there is none.
+  // The stored bytes of a value; empty when there is none.
   std::vector<BYTE> Stored(DWORD section, std::u16string_view name, DWORD* type = nullptr) {
-    DWORD t = REG_NONE;
-    DWORD size = 0;
     std::vector<BYTE> bytes;
-    if (CRegKey key = Key(section, kApplicationKey); key && key->QueryValue(name, &t, nullptr, &size) == ERROR_SUCCESS) {
-      bytes.resize(size);
-      EXPECT_EQ(key->QueryValue(name, &t, bytes.data(), &size), ERROR_SUCCESS);
-    }
-    if (type) *type = t;
+    if (CRegKey app = Open(section, kApplicationKey)) vx::platform::ReadBytes(*app, name, bytes, type);
     return bytes;
   }
   HRESULT SaveMasks(DWORD section, std::u16string_view name, std::vector<ULONGLONG> masks, bool disabled = false) {
@@ -79,193 +44,150 @@ class Store : public vxtest::TraceFixture {
     if (disabled) policy.SetDisabled(true);
     return policy.Save(&gpo, section, std::u16string(name).c_str());
   }
-  std::vector<std::string> Traced(char kind) {
-    Stop();
-    return File().Texts(kind);
-  }
 
   MemoryGpoInformation gpo;
 };
 
-TEST_F(Store, SaveWritesTheMultiStringImage) {
+TEST_F(Store, SaveWritesTheMultiStringImageAndTellsTheEditor) {
   ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {1, 6}), S_OK);
   DWORD type = REG_NONE;
-  const auto bytes = Stored(kMachine, kLogonPolicy, &type);
+  EXPECT_EQ(Stored(kMachine, kLogonPolicy, &type), Utf16Bytes(Nuls(u"0000000000000001|0000000000000006||")));
   EXPECT_EQ(type, REG_MULTI_SZ);
-  EXPECT_EQ(bytes.size(), 70u);
-  EXPECT_EQ(bytes, Bytes(std::u16string_view(u"0000000000000001\0" u"0000000000000006\0\0", 35)));
   EXPECT_EQ(gpo.Dump(kUser), "") << "the other section is left alone";
-
-  const auto messages = Traced('U');
-  EXPECT_TRUE(Has(messages, "gposection = 2, LogonPolicy"));
-  EXPECT_TRUE(Has(messages, "[0] = 0000000000000001[0x0000000000000001]"));
-  EXPECT_TRUE(Has(messages, "[1] = 0000000000000006[0x0000000000000006]"));
-}
-
-TEST_F(Store, PolicyChangedAfterEverySave) {
-  ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {3}), S_OK);
   ASSERT_EQ(SaveMasks(kUser, kRuntimePolicy, {}, true), S_OK);
+  EXPECT_EQ(Stored(kUser, kRuntimePolicy), (std::vector<BYTE>{0, 0})) << "disabled without masks: a lone NUL";
+  ASSERT_EQ(SaveMasks(kMachine, GPO_DisableCredentials, {0x30}, true), S_OK);
+  EXPECT_EQ(Stored(kMachine, GPO_DisableCredentials).size(), 36u) << "a disabled policy writes the masks it holds";
   ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {}), S_OK);  // not configured: a deletion
-  ASSERT_EQ(gpo.policyChanged.size(), 3u);
-  const struct {
-    BOOL machine, add;
-  } expected[] = {{TRUE, TRUE}, {FALSE, TRUE}, {TRUE, FALSE}};
-  for (size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(gpo.policyChanged[i].machine, expected[i].machine) << i;
-    EXPECT_EQ(gpo.policyChanged[i].add, expected[i].add) << i;
-    EXPECT_EQ(gpo.policyChanged[i].extension, GUID_RegistryExtension);
-    EXPECT_EQ(gpo.policyChanged[i].snapin, GUID_ComputerSnapin);
-  }
-}
 
-TEST_F(Store, StatesRoundTrip) {
-  // Disabled without masks: a lone NUL, read back as disabled.
-  ASSERT_EQ(SaveMasks(kMachine, kKioskRuntimePolicy, {}, true), S_OK);
-  EXPECT_EQ(Stored(kMachine, kKioskRuntimePolicy), (std::vector<BYTE>{0, 0}));
-  CGPOAuthPolicy disabled;
-  ASSERT_EQ(disabled.Load(&gpo, kMachine, kKioskRuntimePolicy), S_OK);
-  EXPECT_TRUE(disabled.IsDisabled());
-  EXPECT_EQ(disabled.Count(), 0);
-  EXPECT_EQ(disabled.State(), SettingState::Disabled);
+  std::vector<std::pair<BOOL, BOOL>> notices;  // machine, add
+  for (const auto& call : gpo.policyChanged) notices.emplace_back(call.machine, call.add);
+  EXPECT_EQ(notices, (std::vector<std::pair<BOOL, BOOL>>{{TRUE, TRUE}, {FALSE, TRUE}, {TRUE, TRUE}, {TRUE, FALSE}}));
+  EXPECT_EQ(gpo.policyChanged[1].extension, GUID_RegistryExtension);
+  EXPECT_EQ(gpo.policyChanged[1].snapin, GUID_ComputerSnapin);
 
   // Unsigned masks above the signed range keep every bit.
   const std::vector<ULONGLONG> high = {0x8000000000000000ull, 0xFFFFFFFFFFFFFFFFull, 0x7FFFFFFFFFFFFFFFull, 0};
   ASSERT_EQ(SaveMasks(kUser, kRuntimePolicy, high), S_OK);
-  CGPOAuthPolicy enabled;
-  ASSERT_EQ(enabled.Load(&gpo, kUser, kRuntimePolicy), S_OK);
-  EXPECT_EQ(MasksOf(enabled), high);
-  EXPECT_FALSE(enabled.IsDisabled());
-  EXPECT_EQ(enabled.State(), SettingState::Enabled);
+  CGPOAuthPolicy loaded;
+  ASSERT_EQ(loaded.Load(&gpo, kUser, kRuntimePolicy), S_OK);
+  EXPECT_EQ(MasksOf(loaded), high);
 
-  // A disabled policy that holds masks writes them as they stand.
-  ASSERT_EQ(SaveMasks(kMachine, GPO_DisableCredentials, {0x30}, true), S_OK);
-  EXPECT_EQ(Stored(kMachine, GPO_DisableCredentials).size(), 36u);
+  const auto file = Traced();
+  EXPECT_TRUE(Has(Texts(file, '>'), "CGPOAuthPolicy::SetDisabled"));
+  EXPECT_TRUE(Has(Texts(file, 'U'), "gposection = 2, LogonPolicy"));
+  EXPECT_TRUE(Has(Texts(file, 'U'), "[1] = 0000000000000006[0x0000000000000006]"));
 }
 
-TEST_F(Store, LoadIsLenientAboutElements) {
-  Put(kMachine, kLogonPolicy, REG_MULTI_SZ, Bytes(std::u16string_view(u"0000000000000000\0\0", 18)));
-  CGPOAuthPolicy zero;
-  ASSERT_EQ(zero.Load(&gpo, kMachine, kLogonPolicy), S_OK);
-  EXPECT_EQ(MasksOf(zero), (std::vector<ULONGLONG>{0}));
-  EXPECT_TRUE(zero.IsDisabled()) << "a single zero element is a disabled setting";
-
-  Put(kMachine, kRuntimePolicy, REG_MULTI_SZ, Bytes(std::u16string_view(u"1\0" u"0x1\0" u"0000000000000001\0\0", 25)));
-  CGPOAuthPolicy duplicates;
-  ASSERT_EQ(duplicates.Load(&gpo, kMachine, kRuntimePolicy), S_OK);
-  EXPECT_EQ(MasksOf(duplicates), (std::vector<ULONGLONG>{1}));
-  EXPECT_FALSE(duplicates.IsDisabled());
-  ASSERT_EQ(duplicates.Save(&gpo, kMachine, kRuntimePolicy), S_OK);
-  EXPECT_EQ(Stored(kMachine, kRuntimePolicy), Bytes(std::u16string_view(u"0000000000000001\0\0", 18)));
-
-  const auto messages = Traced('U');
-  EXPECT_TRUE(Has(messages, "gpotype = 0, gposection = 2, LogonPolicy"));
-  EXPECT_EQ(std::count(messages.begin(), messages.end(), "0x0000000000000001"), 3) << "every element is traced";
-  EXPECT_TRUE(Has(messages, "m_fDisabled = 1"));
-}
-
-TEST_F(Store, OtherValueShapesReadAsNotConfigured) {
-  Put(kMachine, kLogonPolicy, REG_SZ, Bytes(std::u16string_view(u"0000000000000001\0", 17)));
-  Put(kMachine, kRuntimePolicy, REG_MULTI_SZ, {});
-  for (const char16_t* name : {kLogonPolicy, kRuntimePolicy, kKioskRuntimePolicy}) {
+TEST_F(Store, LoadReadsEveryStoredShape) {
+  const struct {
+    const char16_t* name;
+    DWORD type;
+    const char16_t* stored;  // '|' for each NUL; null: no value
+    std::vector<ULONGLONG> masks;
+    bool disabled;
+  } cases[] = {
+      {kLogonPolicy, REG_MULTI_SZ, u"|", {}, true},
+      {kRuntimePolicy, REG_MULTI_SZ, u"0000000000000000||", {0}, true},  // a single zero element is disabled
+      {kKioskRuntimePolicy, REG_MULTI_SZ, u"1|0x1|0000000000000001||", {1}, false},
+      {GPO_DisableCredentials, REG_SZ, u"0000000000000001|", {}, false},  // other types read as not configured
+      {u"Empty", REG_MULTI_SZ, u"", {}, false},                           // and so does a value of no bytes
+      {u"Missing", REG_NONE, nullptr, {}, false},
+  };
+  CRegKey app = Open(kMachine, kApplicationKey, true);
+  for (const auto& c : cases) {
+    const auto bytes = Utf16Bytes(Nuls(c.stored ? c.stored : u""));
+    if (c.stored) app->SetValue(c.name, c.type, bytes.data(), static_cast<DWORD>(bytes.size()));
     CGPOAuthPolicy policy;
-    ASSERT_EQ(policy.Load(&gpo, kMachine, name), S_OK);
-    EXPECT_EQ(policy.State(), SettingState::NotConfigured);
-    EXPECT_FALSE(policy.IsDisabled());
+    ASSERT_EQ(policy.Load(&gpo, kMachine, c.name), S_OK);
+    EXPECT_EQ(MasksOf(policy), c.masks) << vx::Utf16ToUtf8(c.name);
+    EXPECT_EQ(policy.IsDisabled(), c.disabled) << vx::Utf16ToUtf8(c.name);
   }
-  // The missing value is traced as a result naming the setting, not as a failure of the load.
-  const auto results = Traced('E');
-  EXPECT_EQ(std::count(results.begin(), results.end(), "-2147024894 LogonPolicy"), 1);
-  EXPECT_EQ(std::count(results.begin(), results.end(), "-2147024894 KioskRuntimePolicy"), 1);
+  // The duplicates were dropped on loading, so saving writes the mask once.
+  CGPOAuthPolicy duplicates;
+  ASSERT_EQ(duplicates.Load(&gpo, kMachine, kKioskRuntimePolicy), S_OK);
+  ASSERT_EQ(duplicates.Save(&gpo, kMachine, kKioskRuntimePolicy), S_OK);
+  EXPECT_EQ(Stored(kMachine, kKioskRuntimePolicy), Utf16Bytes(Nuls(u"0000000000000001||")));
+
+  const auto file = Traced();
+  const auto messages = Texts(file, 'U');
+  EXPECT_TRUE(Has(messages, "gpotype = 0, gposection = 2, LogonPolicy"));
+  EXPECT_EQ(std::count(messages.begin(), messages.end(), "0x0000000000000001"), 6) << "every element is traced";
+  EXPECT_TRUE(Has(messages, "m_fDisabled = 1"));
+  // A missing value is traced as a result naming the setting, not as a failure of the load.
+  const auto results = Texts(file, 'E');
+  EXPECT_EQ(std::count(results.begin(), results.end(), "-2147024894 Missing"), 1);
+  EXPECT_EQ(std::count(results.begin(), results.end(), "-2147024894 DisableCredentials"), 1);
 }
 
-TEST_F(Store, MissingApplicationKeyFailsTheLoad) {
-  CGPOAuthPolicy policy;
-  EXPECT_EQ(policy.Load(&gpo, kUser, kRuntimePolicy), kFileNotFound);
-  EXPECT_EQ(policy.State(), SettingState::NotConfigured);
-  EXPECT_TRUE(Has(Traced('E'), "] _W32_TEST_ERROR"));
-}
-
-TEST_F(Store, NotConfiguredDeletesAndPrunesUpToPolicies) {
+TEST_F(Store, NotConfiguredDeletesTheValueAndPrunesEmptyKeysUpToPolicies) {
   ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {1}), S_OK);
   ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {}), S_OK);
   EXPECT_EQ(gpo.Dump(kMachine), "Machine\n  Software\n    Policies\n");
-  const auto messages = Traced('U');
-  EXPECT_TRUE(Has(messages, "Vantorix\\Applications\\{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}"));
-  EXPECT_TRUE(Has(messages, "0 subkeys, 0 values found"));
-  EXPECT_TRUE(Has(messages, "Vantorix\\Applications"));
-}
-
-TEST_F(Store, AnotherValueOrSubkeyKeepsKeysAlive) {
-  ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {1}), S_OK);
-  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {2}), S_OK);
-  ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {}), S_OK);
-  EXPECT_EQ(Stored(kMachine, kLogonPolicy), std::vector<BYTE>{});
-  EXPECT_EQ(Stored(kMachine, kRuntimePolicy).size(), 36u);
-
-  // A subkey of the application key keeps it; a sibling of "Applications" keeps "Vantorix".
-  Key(kMachine, std::u16string(kApplicationKey) + u"\\Extra", true);
-  Key(kMachine, u"Software\\Policies\\Vantorix\\Other", true);
-  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {}), S_OK);
-  EXPECT_NE(Key(kMachine, kApplicationKey), nullptr);
-  Key(kMachine, kApplicationKey)->DeleteKey(u"Extra");
-  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {}), S_OK);  // nothing to delete: no pruning either
-  EXPECT_NE(Key(kMachine, kApplicationKey), nullptr);
-
-  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {2}), S_OK);
-  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {}), S_OK);
-  EXPECT_EQ(Key(kMachine, u"Software\\Policies\\Vantorix\\Applications"), nullptr);
-  EXPECT_NE(Key(kMachine, u"Software\\Policies\\Vantorix\\Other"), nullptr);
-  EXPECT_EQ(gpo.policyChanged.size(), 7u);
-}
-
-TEST_F(Store, DeletingNothingStillNotifiesTheEditor) {
-  Key(kUser, kPoliciesKey, true);
-  EXPECT_EQ(SaveMasks(kUser, kRuntimePolicy, {}), S_OK);
-  ASSERT_EQ(gpo.policyChanged.size(), 1u);
-  EXPECT_EQ(gpo.policyChanged[0].add, FALSE);
-  EXPECT_EQ(gpo.Dump(kUser), "User\n  Software\n    Policies\n");
-
+  // Nothing left to delete: no failure, and the editor is still told.
+  EXPECT_EQ(SaveMasks(kMachine, kLogonPolicy, {}), S_OK);
+  EXPECT_EQ(gpo.policyChanged.size(), 3u);
+  EXPECT_EQ(gpo.policyChanged.back().add, FALSE);
   // Without "Software\Policies" there is nothing to open: the save fails before the notice.
-  EXPECT_EQ(SaveMasks(kMachine, kRuntimePolicy, {}), kFileNotFound);
-  EXPECT_EQ(gpo.policyChanged.size(), 1u);
-}
+  EXPECT_EQ(SaveMasks(kUser, kRuntimePolicy, {}), kFileNotFound);
+  EXPECT_EQ(gpo.policyChanged.size(), 3u);
 
-TEST_F(Store, DeleteEmptyKeyWalksComponentsBelowItsParent) {
-  Key(kMachine, u"Software\\Policies\\A\\B\\C", true);
-  CRegKey policies = Key(kMachine, kPoliciesKey);
-  CGPOAuthPolicy policy;
-  EXPECT_EQ(policy.DeleteEmptyKey(policies, u"A\\B\\C\\"), S_OK);  // a trailing separator is dropped
-  EXPECT_EQ(gpo.Dump(kMachine), "Machine\n  Software\n    Policies\n");
-  EXPECT_EQ(policy.DeleteEmptyKey(policies, u"A"), kFileNotFound);
-  const auto messages = Traced('U');
+  const auto messages = Written('U');
+  EXPECT_TRUE(Has(messages, "Vantorix\\Applications\\{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}"));
   EXPECT_EQ(std::count(messages.begin(), messages.end(), "0 subkeys, 0 values found"), 3);
 }
 
-TEST_F(Store, EditorFailuresAreReturnedWithTheirExpressions) {
-  gpo.getTypeResult = E_ACCESSDENIED;
-  CGPOAuthPolicy a;
-  EXPECT_EQ(a.Load(&gpo, kMachine, kLogonPolicy), E_ACCESSDENIED);
-  gpo.getTypeResult = S_OK;
+TEST_F(Store, AnotherValueOrSubkeyKeepsTheKeysAlive) {
+  ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {1}), S_OK);
+  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {2}), S_OK);
+  ASSERT_EQ(SaveMasks(kMachine, kLogonPolicy, {}), S_OK);
+  EXPECT_TRUE(Stored(kMachine, kLogonPolicy).empty());
+  EXPECT_EQ(Stored(kMachine, kRuntimePolicy).size(), 36u);
 
+  // A subkey of the application key keeps it; a sibling of "Applications" keeps "Vantorix".
+  Open(kMachine, std::u16string(kApplicationKey) + u"\\Extra", true);
+  Open(kMachine, u"Software\\Policies\\Vantorix\\Other", true);
+  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {}), S_OK);
+  ASSERT_EQ(Open(kMachine, kApplicationKey)->DeleteKey(u"Extra"), ERROR_SUCCESS);
+  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {}), S_OK);  // no value deleted: no pruning either
+  EXPECT_NE(Open(kMachine, kApplicationKey), nullptr);
+
+  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {2}), S_OK);
+  ASSERT_EQ(SaveMasks(kMachine, kRuntimePolicy, {}), S_OK);
+  EXPECT_EQ(Open(kMachine, u"Software\\Policies\\Vantorix\\Applications"), nullptr);
+  EXPECT_NE(Open(kMachine, u"Software\\Policies\\Vantorix\\Other"), nullptr);
+
+  CRegKey policies = Open(kMachine, kPoliciesKey);
+  CGPOAuthPolicy policy;
+  Open(kMachine, u"Software\\Policies\\A\\B\\C", true);
+  EXPECT_EQ(policy.DeleteEmptyKey(policies, u"A\\B\\C\\"), S_OK);  // a trailing separator is dropped
+  EXPECT_EQ(Open(kMachine, u"Software\\Policies\\A"), nullptr);
+  EXPECT_EQ(policy.DeleteEmptyKey(policies, u"A"), kFileNotFound);
+}
+
+TEST_F(Store, FailuresAreReturnedWithTheirExpressions) {
+  CGPOAuthPolicy noKey;
+  EXPECT_EQ(noKey.Load(&gpo, kUser, kRuntimePolicy), kFileNotFound);  // a GPO without the application key
+  EXPECT_EQ(noKey.State(), SettingState::NotConfigured);
+
+  gpo.getTypeResult = E_ACCESSDENIED;
+  EXPECT_EQ(CGPOAuthPolicy().Load(&gpo, kMachine, kLogonPolicy), E_ACCESSDENIED);
+  gpo.getTypeResult = S_OK;
   gpo.getRegistryKeyResult = E_FAIL;
-  CGPOAuthPolicy b;
-  EXPECT_EQ(b.Load(&gpo, kMachine, kLogonPolicy), E_FAIL);
+  EXPECT_EQ(CGPOAuthPolicy().Load(&gpo, kMachine, kLogonPolicy), E_FAIL);
   EXPECT_EQ(SaveMasks(kMachine, kLogonPolicy, {1}), E_FAIL);
   gpo.getRegistryKeyResult = S_OK;
-
   gpo.handOutNullKey = true;
-  CGPOAuthPolicy c;
-  EXPECT_EQ(c.Load(&gpo, kMachine, kLogonPolicy), E_UNEXPECTED);
+  EXPECT_EQ(CGPOAuthPolicy().Load(&gpo, kMachine, kLogonPolicy), E_UNEXPECTED);
   EXPECT_EQ(SaveMasks(kMachine, kLogonPolicy, {1}), E_UNEXPECTED);
   gpo.handOutNullKey = false;
-
   // The value is written; the editor's refusal is what Save answers.
   gpo.policyChangedResult = E_ACCESSDENIED;
   EXPECT_EQ(SaveMasks(kMachine, kLogonPolicy, {1}), E_ACCESSDENIED);
   EXPECT_EQ(Stored(kMachine, kLogonPolicy).size(), 36u);
-  EXPECT_EQ(gpo.policyChanged.size(), 1u);
 
-  const auto results = Traced('E');
+  const auto results = Written('E');
+  EXPECT_TRUE(Has(results, "] _W32_TEST_ERROR"));
   EXPECT_TRUE(Has(results, "] pgpeinformation->GetType(&gpotype)"));
   EXPECT_TRUE(Has(results, "] pgpeinformation->GetRegistryKey(gposection, &hkeyGPO)"));
   EXPECT_TRUE(Has(results, "] E_UNEXPECTED"));
@@ -284,47 +206,42 @@ TEST_F(Store, SerializeAndDeserializeOnTheirOwn) {
   EXPECT_EQ(empty.Deserialize(none, kLogonPolicy), S_OK);
   EXPECT_EQ(empty.State(), SettingState::NotConfigured);
 
-  // Straight from an open application key.
-  Put(kMachine, kLogonPolicy, REG_MULTI_SZ, Bytes(std::u16string_view(u"2\0\0", 3)));
-  CRegKey app = Key(kMachine, kApplicationKey);
+  CRegKey app = Open(kMachine, kApplicationKey, true);
+  const auto bytes = Utf16Bytes(Nuls(u"2||"));
+  app->SetValue(kLogonPolicy, REG_MULTI_SZ, bytes.data(), static_cast<DWORD>(bytes.size()));
   EXPECT_EQ(policy.Deserialize(app, nullptr), S_OK) << "an absent name is the default value: missing";
-  EXPECT_EQ(MasksOf(policy), (std::vector<ULONGLONG>{1}));
   EXPECT_EQ(policy.Deserialize(app, kLogonPolicy), S_OK);
   EXPECT_EQ(MasksOf(policy), (std::vector<ULONGLONG>{1, 2})) << "Deserialize adds to the list";
 }
 
 // RSoP mode: the settings come from the RSoP data, and nothing is saved.
-using RsopStore = vxtest::WithRsopSession<Store>;
+class RsopStore : public vxtest::WithRsopSession<Store> {
+ protected:
+  CGPOAuthPolicy Load(const char16_t* name, HRESULT expected = S_OK) {
+    CGPOAuthPolicy policy;
+    policy.SetRsopData(rsop);
+    EXPECT_EQ(policy.Load(nullptr, kMachine, name), expected);
+    return policy;
+  }
+};
 
-TEST_F(RsopStore, LoadTakesTheEntryByNameIgnoringCase) {
-  Setting(u"logonpolicy", std::u16string_view(u"0000000000000003\0" u"3\0" u"8000000000000000\0\0", 38));
-  CGPOAuthPolicy policy;
-  policy.SetRsopData(rsop);
-  ASSERT_TRUE(policy.IsRsopMode());
-  ASSERT_EQ(policy.Load(nullptr, kMachine, kLogonPolicy), S_OK);
-  EXPECT_EQ(MasksOf(policy), (std::vector<ULONGLONG>{3, 0x8000000000000000ull}));
-  EXPECT_EQ(policy.RsopEntry().valueName, u"logonpolicy");
-  EXPECT_EQ(policy.RsopEntry().winner.gpoName, u"LocalGPO");
+TEST_F(RsopStore, LoadTakesTheEntryByNameIgnoringCaseAndNeverDerivesTheFlag) {
+  Setting(u"logonpolicy", Nuls(u"0000000000000003|3|8000000000000000||"));
+  Setting(kRuntimePolicy, Nuls(u"|"));
+  Setting(GPO_DisableCredentials, Nuls(u"0000000000000000||"));
+  const CGPOAuthPolicy logon = Load(kLogonPolicy);
+  EXPECT_TRUE(logon.IsRsopMode());
+  EXPECT_EQ(MasksOf(logon), (std::vector<ULONGLONG>{3, 0x8000000000000000ull}));
+  EXPECT_EQ(logon.RsopEntry().valueName, u"logonpolicy");
+  EXPECT_EQ(logon.RsopEntry().winner.gpoName, u"LocalGPO");
   EXPECT_EQ(gpo.getTypeCalls, 0) << "the registry is not touched";
-}
+  // The flag is not derived: a setting disabled in the GPO does not load as disabled.
+  const CGPOAuthPolicy runtime = Load(kRuntimePolicy);
+  EXPECT_EQ(runtime.State(), SettingState::NotConfigured);
+  EXPECT_FALSE(runtime.RsopEntry().valueName.empty());
+  EXPECT_FALSE(Load(GPO_DisableCredentials).IsDisabled());
 
-TEST_F(RsopStore, DisabledSettingShowsEnabledWithoutMasks) {
-  Setting(kRuntimePolicy, std::u16string_view(u"\0", 1));
-  Setting(kLogonPolicy, std::u16string_view(u"0000000000000000\0\0", 18));
-  CGPOAuthPolicy runtime;
-  runtime.SetRsopData(rsop);
-  ASSERT_EQ(runtime.Load(nullptr, kMachine, kRuntimePolicy), S_OK);
-  EXPECT_EQ(runtime.Count(), 0);
-  EXPECT_FALSE(runtime.IsDisabled());
-  CGPOAuthPolicy logon;
-  logon.SetRsopData(rsop);
-  ASSERT_EQ(logon.Load(nullptr, kMachine, kLogonPolicy), S_OK);
-  EXPECT_EQ(MasksOf(logon), (std::vector<ULONGLONG>{0}));
-  EXPECT_FALSE(logon.IsDisabled()) << "the flag is not derived in RSoP mode";
-
-  CGPOAuthPolicy missing;
-  missing.SetRsopData(rsop);
-  EXPECT_EQ(missing.Load(nullptr, kMachine, kKioskRuntimePolicy), S_OK);
+  const CGPOAuthPolicy missing = Load(kKioskRuntimePolicy);
   EXPECT_EQ(missing.State(), SettingState::NotConfigured);
   EXPECT_TRUE(missing.RsopEntry().valueName.empty());
   EXPECT_EQ(session.locator.queries.size(), 1u) << "the RSoP data is queried once";
@@ -339,16 +256,11 @@ TEST_F(RsopStore, SaveIsRefusedAndQueryFailuresAreReturned) {
   EXPECT_EQ(gpo.Dump(kMachine), "");
 
   session.locator.queryFailure = static_cast<HRESULT>(0x80041001u);
-  CGPOAuthPolicy failing;
-  failing.SetRsopData(rsop);
-  EXPECT_EQ(failing.Load(nullptr, kMachine, kLogonPolicy), static_cast<HRESULT>(0x80041001u));
-
-  Stop();
-  const auto file = File();
-  EXPECT_TRUE(Has(file.Texts('U'), "cant be"));
-  const auto results = file.Texts('E');
-  EXPECT_TRUE(Has(results, "] LoadRsop()"));
-  EXPECT_TRUE(Has(results, "] Deserialize( regkeyDummy, lpcwszSettingName)"));
+  Load(kLogonPolicy, static_cast<HRESULT>(0x80041001u));
+  const auto file = Traced();
+  EXPECT_TRUE(Has(Texts(file, 'U'), "cant be"));
+  EXPECT_TRUE(Has(Texts(file, 'E'), "] LoadRsop()"));
+  EXPECT_TRUE(Has(Texts(file, 'E'), "] Deserialize( regkeyDummy, lpcwszSettingName)"));
 }
 
 }  // namespace

@@ -1,37 +1,31 @@
 // The node tree rules: children of the scope nodes, the policy items per section and mode, the
 // missing-plug-in error, load failures, column texts, property pages and the help topic.
+#include "snapin/node_tree.h"
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "plugins/memory_plugins.h"
-#include "plugins/ui_elements.h"
 #include "policy/memory_gpo_information.h"
-#include "rsop/memory_rsop_ports.h"
-#include "snapin/node_tree.h"
+#include "shared_fixtures.h"
 #include "support/error_text.h"
 #include "support/html_help.h"
 #include "support/language.h"
-#include "rsop_session_fixture.h"
-#include "trace_test_support.h"
 
 using namespace vx::snapin;
+using vx::plugins::GuidToString;
 using vx::policy::CRegKey;
-using vx::policy::kApplicationKey;
 using vx::policy::SettingState;
+using vxtest::Has;
+using vxtest::Nuls;
+using vxtest::Texts;
 
 namespace {
 
 constexpr DWORD kMachine = vx::policy::VX_GPO_SECTION_MACHINE;
 constexpr DWORD kUser = vx::policy::VX_GPO_SECTION_USER;
-
-bool Has(const std::vector<std::string>& texts, const std::string& part) {
-  return std::any_of(texts.begin(), texts.end(),
-                     [&](const std::string& t) { return t.find(part) != std::string::npos; });
-}
 
 // The editor's information as a policy item's data object gives it, or its failure.
 class GpoSource final : public IGpoInformationSource {
@@ -50,34 +44,26 @@ class GpoSource final : public IGpoInformationSource {
   std::shared_ptr<vx::policy::IGpoInformation> m_gpo;
 };
 
-class NodeTree : public vxtest::TraceFixture {
+class NodeTree : public vxtest::WithPlugins {
  protected:
   void SetUp() override {
-    Config(u"DoTrace", 1);
-    Start();
-    strings.texts = {{6, u"No credential plug-ins"}, {138, u"Keystone"}, {144, u"Not configured"},
-                     {159, u"Enabled"}, {286, u"Disabled"}, {308, u"Logon policy"},
-                     {309, u"Runtime policy"}, {310, u"Kiosk runtime policy"}};
+    WithPlugins::SetUp();
+    strings.texts = {{6, u"No credential plug-ins"},
+                     {138, u"Keystone"},
+                     {144, u"Not configured"},
+                     {159, u"Enabled"},
+                     {286, u"Disabled"},
+                     {308, u"Logon policy"},
+                     {309, u"Runtime policy"},
+                     {310, u"Kiosk runtime policy"}};
     vx::InstallReporting({&messageBox, &strings, nullptr, nullptr});
   }
   void TearDown() override { vx::InstallReporting({}); }
 
-  // One primary and one secondary token in the editor's plug-in list.
-  void RegisterTokens() {
-    Register(1, vx::plugins::MakeFakeToken(u"Password", u"Password", 0x1, 1));
-    Register(2, vx::plugins::MakeFakeToken(u"Code", u"One-time code", 0x10, 3));
-  }
-  void Register(int n, std::shared_ptr<vx::plugins::FakeElement> element) {
-    const GUID clsid{static_cast<std::uint32_t>(0xC0000000u + n), 0x1111, 0x2222, {0x90, 0, 0, 0, 0, 0, 0, 1}};
-    const std::u16string module = u"C:\\Plugins\\token" + vx::Widen(std::to_string(n)) + u".dll";
-    ASSERT_EQ(ERROR_SUCCESS, vx::plugins::WriteRegistration(registry, vx::plugins::kGpoEditorTokensSubkey,
-                                                            vx::plugins::GuidToString(clsid), module));
-    factory.Register(module, clsid, std::move(element));
-  }
   // The GPO's application key of the section, as the editor leaves it once policies were set.
   void ApplicationKey(DWORD section) {
     CRegKey key;
-    ASSERT_EQ(gpo.SectionKey(section)->CreateKey(kApplicationKey, KEY_ALL_ACCESS, key), ERROR_SUCCESS);
+    ASSERT_EQ(gpo.SectionKey(section)->CreateKey(vx::policy::kApplicationKey, KEY_ALL_ACCESS, key), ERROR_SUCCESS);
   }
   void Save(DWORD section, const char16_t* name, std::vector<ULONGLONG> masks, bool disabled = false) {
     vx::policy::CGPOAuthPolicy policy;
@@ -85,30 +71,25 @@ class NodeTree : public vxtest::TraceFixture {
     policy.SetDisabled(disabled);
     ASSERT_EQ(policy.Save(&gpo, section, name), S_OK);
   }
-  std::vector<std::u16string> Names(const CAuthenticationNode& node) {
+  static std::vector<std::u16string> Names(const CAuthenticationNode& node) {
     std::vector<std::u16string> names;
     for (const auto& item : node.Items()) names.push_back(item->SettingName());
     return names;
   }
-  std::vector<std::string> Traced(char kind) {
-    Stop();
-    return File().Texts(kind);
-  }
 
   vx::platform::RecordingMessageBox messageBox;
   vx::platform::FakeStringTable strings;
-  vx::plugins::FakeElementFactory factory;
   HWND owner = reinterpret_cast<HWND>(0x1234);
   NodePorts ports{registry, factory, [this] { return owner; }};
   vx::policy::MemoryGpoInformation gpo;
   GpoSource source{gpo};
 };
 
-TEST_F(NodeTree, ScopeNodesAndTheKioskExtension) {
+using RsopNodeTree = vxtest::WithRsopSession<NodeTree>;
+
+TEST_F(RsopNodeTree, ScopeNodesAndTheKioskExtensionPerSectionAndMode) {
   EXPECT_EQ(std::u16string(CVantorixNode::Identity().displayName), u"[DNL]Vantorix Keystone Client");
-  EXPECT_EQ(vx::plugins::GuidToString(CVantorixNode::Identity().nodeType), u"{1CA3CF7B-B0C5-407B-BA51-D45B11291688}");
-  EXPECT_EQ(vx::plugins::GuidToString(CAuthenticationNode::Identity().nodeType),
-            u"{830CA3CA-7280-4F60-BDDD-B03EFDC527B7}");
+  EXPECT_EQ(GuidToString(CAuthenticationNode::Identity().nodeType), u"{830CA3CA-7280-4F60-BDDD-B03EFDC527B7}");
   EXPECT_EQ(CSecurityNode().Children(), (std::vector{ScopeNodeKind::Authentication, ScopeNodeKind::Enrollment}));
 
   CVantorixNode user(kUser, {});
@@ -116,34 +97,28 @@ TEST_F(NodeTree, ScopeNodesAndTheKioskExtension) {
   EXPECT_FALSE(user.KioskExtension(true).has_value()) << "the user section has no Kiosk node";
   CVantorixNode machine(kMachine, {});
   EXPECT_FALSE(machine.KioskExtension(false).has_value()) << "no dynamic extensions in this console";
-  ASSERT_TRUE(machine.KioskExtension(true).has_value());
-  EXPECT_EQ(vx::plugins::GuidToString(*machine.KioskExtension(true)), u"{54C7735F-A199-B177-9E9C-9A9EEA0C9150}");
-
-  vx::rsop::MemoryRsopLocator locator;
-  vx::rsop::MemoryDirectory directory;
-  vx::rsop::MemoryRsopClipboard clipboard;
-  auto data = std::make_shared<vx::rsop::CRsopData>(vx::rsop::RsopPorts{&locator, &directory, &clipboard});
-  data->SetNamespace(u"\\\\.\\root\\rsop\\ns1\\Computer");
-  CVantorixNode rsop(kMachine, vx::rsop::CRsopDataPtr(data));
-  EXPECT_EQ(vx::plugins::GuidToString(*rsop.KioskExtension(true)), u"{54C7735F-A199-B177-9E9C-9A9EEA0C9151}");
+  EXPECT_EQ(GuidToString(machine.KioskExtension(true).value()), u"{54C7735F-A199-B177-9E9C-9A9EEA0C9150}");
+  CVantorixNode inRsop(kMachine, rsop);
+  EXPECT_EQ(GuidToString(inRsop.KioskExtension(true).value()), u"{54C7735F-A199-B177-9E9C-9A9EEA0C9151}");
 }
 
 TEST_F(NodeTree, EditingModeCreatesTheItemsOfTheSectionInOrder) {
-  RegisterTokens();
+  RegisterSampleTokens();
   ApplicationKey(kUser);
-  ApplicationKey(kMachine);
   CAuthenticationNode user(ports, kUser, {});
   ASSERT_EQ(user.Load(&source), S_OK);
   EXPECT_EQ(Names(user), std::vector<std::u16string>{u"RuntimePolicy"});
   EXPECT_EQ(user.Items()[0]->GetResultPaneColInfo(0), u"Runtime policy");
   EXPECT_EQ(user.Items()[0]->GetResultPaneColInfo(1), u"Not configured") << "every item is kept in editing mode";
 
+  // A GPO in which nothing was saved yet has no application key: its policies are simply not configured.
   CAuthenticationNode machine(ports, kMachine, {});
   ASSERT_EQ(machine.Load(&source), S_OK);
   EXPECT_EQ(Names(machine), (std::vector<std::u16string>{u"LogonPolicy", u"RuntimePolicy", u"KioskRuntimePolicy"}));
   std::vector<int> types;
   for (const auto& item : machine.Items()) {
     types.push_back(item->PolicyType());
+    EXPECT_EQ(item->GetResultPaneColInfo(1), u"Not configured");
     EXPECT_EQ(item->GPOSection(), kMachine);
     EXPECT_EQ(item->PrimaryTokens().GetSize(), 1) << "the secondary-only code is no primary token";
     EXPECT_EQ(item->SecondaryTokens().GetSize(), 2) << "a password counts as primary and secondary";
@@ -151,13 +126,15 @@ TEST_F(NodeTree, EditingModeCreatesTheItemsOfTheSectionInOrder) {
   EXPECT_EQ(types, (std::vector<int>{1, 2, 1})) << "the kiosk runtime policy has the logon policy's type";
   EXPECT_EQ(machine.Items()[2]->DisplayName(), u"Kiosk runtime policy");
   EXPECT_TRUE(messageBox.shown.empty());
-  EXPECT_TRUE(Has(Traced('U'), "m_apt = 1, m_GPOSection = 2"));
+  const auto messages = Written('U');
+  EXPECT_TRUE(Has(messages, "m_apt = 1, m_GPOSection = 2"));
+  EXPECT_TRUE(Has(messages, "The GPO has no application key: not configured"));
 }
 
 TEST_F(NodeTree, ColumnTextFollowsTheStoredStateAndRefreshes) {
-  RegisterTokens();
+  RegisterSampleTokens();
   Save(kMachine, vx::policy::kLogonPolicy, {0x1, 0x11});
-  Save(kMachine, vx::policy::kRuntimePolicy, {}, true);
+  Save(kMachine, vx::policy::kRuntimePolicy, {0});  // the zero mask alone: disabled
   CAuthenticationNode machine(ports, kMachine, {});
   ASSERT_EQ(machine.Load(&source), S_OK);
   ASSERT_EQ(machine.Items().size(), 3u);
@@ -175,7 +152,7 @@ TEST_F(NodeTree, ColumnTextFollowsTheStoredStateAndRefreshes) {
   EXPECT_TRUE(logon.Masks().empty());
   EXPECT_TRUE(logon.IsDisabled());
   EXPECT_EQ(logon.GetResultPaneColInfo(1), u"Disabled");
-  EXPECT_TRUE(Has(Traced('U'), "[1] = Disabled"));
+  EXPECT_TRUE(Has(Written('U'), "[1] = Disabled"));
 }
 
 TEST_F(NodeTree, NoPluginsShowsTheErrorBoxAndNoItems) {
@@ -189,23 +166,11 @@ TEST_F(NodeTree, NoPluginsShowsTheErrorBoxAndNoItems) {
   EXPECT_EQ(messageBox.shown[0].caption, u"Keystone");
   EXPECT_EQ(messageBox.shown[0].type, MB_ICONERROR);
   EXPECT_EQ(source.calls, 0) << "no policy is read without tokens";
-  EXPECT_TRUE(Has(Traced('E'), ": AuthNode] E_UNEXPECTED"));
-}
-
-TEST_F(NodeTree, AGpoWithoutTheApplicationKeyShowsEveryPolicyNotConfigured) {
-  RegisterTokens();
-  CAuthenticationNode machine(ports, kMachine, {});
-  ASSERT_EQ(machine.Load(&source), S_OK);
-  ASSERT_EQ(machine.Items().size(), 3u);
-  for (const auto& item : machine.Items()) EXPECT_EQ(item->GetResultPaneColInfo(1), u"Not configured");
-  CEnrollmentNode enrollment(ports, kUser, {});
-  ASSERT_EQ(enrollment.Load(&source), S_OK);
-  EXPECT_EQ(enrollment.Item()->GetResultPaneColInfo(1), u"Not configured");
-  EXPECT_TRUE(Has(Traced('U'), "The GPO has no application key: not configured"));
+  EXPECT_TRUE(Has(Written('E'), ": AuthNode] E_UNEXPECTED"));
 }
 
 TEST_F(NodeTree, OneFailingItemFailsTheWholeLoad) {
-  RegisterTokens();
+  RegisterSampleTokens();
   ApplicationKey(kMachine);
   source.failure = E_ACCESSDENIED;
   CAuthenticationNode machine(ports, kMachine, {});
@@ -219,52 +184,18 @@ TEST_F(NodeTree, OneFailingItemFailsTheWholeLoad) {
   EXPECT_TRUE(machine.Items().empty());
   EXPECT_EQ(machine.Load(nullptr), E_POINTER);
 
-  const auto results = Traced('E');
-  EXPECT_TRUE(Has(results, ": AuthNode] GetGPEInformation(&cpgpeinformation)"));
-  EXPECT_TRUE(Has(results,
+  const auto file = Traced();
+  EXPECT_TRUE(Has(Texts(file, 'E'), ": AuthNode] GetGPEInformation(&cpgpeinformation)"));
+  EXPECT_TRUE(Has(Texts(file, 'E'),
                   ": AuthNode] gpoauthpolicy.Load(cpgpeinformation, GPOSection(), "
                   "pauthpolicysetting->authpolicyname.lpcwszSettingName)"));
-  EXPECT_TRUE(Has(Traced('U'), "GetDataHere CCF_GPEINFO failed"));
-}
-
-// RSoP mode: settings come from the RSoP data; not configured items are left out.
-using RsopNodeTree = vxtest::WithRsopSession<NodeTree>;
-
-TEST_F(RsopNodeTree, OnlyAppliedPoliciesAreShown) {
-  RegisterTokens();
-  Setting(vx::policy::kRuntimePolicy, std::u16string_view(u"0000000000000003\0\0", 18));
-  CAuthenticationNode machine(ports, kMachine, rsop);
-  ASSERT_EQ(machine.Load(&source), S_OK);
-  ASSERT_EQ(Names(machine), std::vector<std::u16string>{u"RuntimePolicy"});
-  const CPolicyNode& runtime = *machine.Items()[0];
-  EXPECT_EQ(runtime.Masks(), std::vector<ULONGLONG>{3});
-  EXPECT_EQ(runtime.GetResultPaneColInfo(1), u"Enabled");
-  EXPECT_EQ(runtime.RsopEntry().winner.gpoName, u"LocalGPO");
-  EXPECT_EQ(source.calls, 0) << "the editor is not asked in RSoP mode";
-
-  const auto messages = Traced('U');
-  EXPECT_TRUE(Has(messages, "Logon policy is not configured. Skipping..."));
-  EXPECT_TRUE(Has(messages, "Runtime Kiosk policy is not configured. Skipping..."));
-  EXPECT_FALSE(Has(messages, "Runtime policy is not configured. Skipping..."));
-}
-
-TEST_F(RsopNodeTree, PagesPerMode) {
-  CPolicyNode editing(ports);
-  ASSERT_EQ(editing.FinalConstruct(kUser, 2, vx::policy::kRuntimePolicy), S_OK);
-  EXPECT_EQ(editing.PropertyPages(), (std::vector{PropertyPageKind::AuthPolicy, PropertyPageKind::Explanation}));
-  EXPECT_EQ(CPolicyNode::QueryPagesFor(), S_OK);
-  CPolicyNode inRsop(ports);
-  ASSERT_EQ(inRsop.FinalConstruct(kMachine, 1, vx::policy::kLogonPolicy), S_OK);
-  inRsop.SetRsopData(rsop);
-  EXPECT_EQ(inRsop.PropertyPages(), (std::vector{PropertyPageKind::AuthPolicy, PropertyPageKind::Explanation,
-                                                 PropertyPageKind::Precedence}));
+  EXPECT_TRUE(Has(Texts(file, 'U'), "GetDataHere CCF_GPEINFO failed"));
 }
 
 TEST_F(NodeTree, EnrollmentItemLoadsItsSetting) {
-  RegisterTokens();
-  ApplicationKey(kUser);
+  RegisterSampleTokens();
   CEnrollmentNode node(ports, kUser, {});
-  ASSERT_EQ(node.Load(&source), S_OK);
+  ASSERT_EQ(node.Load(&source), S_OK);  // a new GPO
   ASSERT_TRUE(node.Item());
   EXPECT_EQ(node.Item()->Tokens().GetSize(), 2) << "filter 7 keeps every token";
   EXPECT_EQ(node.Item()->GetResultPaneColInfo(1), u"Not configured");
@@ -275,31 +206,47 @@ TEST_F(NodeTree, EnrollmentItemLoadsItsSetting) {
   source.failure = E_ACCESSDENIED;
   EXPECT_EQ(node.Load(&source), E_ACCESSDENIED);
   EXPECT_FALSE(node.Item());
-  EXPECT_TRUE(Has(Traced('U'), "Enrollment policy is not configured. Skipping..."));
+  EXPECT_TRUE(Has(Written('U'), "Enrollment policy is not configured. Skipping..."));
+}
+
+// RSoP mode: settings come from the RSoP data; not configured items are left out.
+TEST_F(RsopNodeTree, OnlyAppliedPoliciesAreShownWithTheRsopPages) {
+  RegisterSampleTokens();
+  Setting(vx::policy::kRuntimePolicy, Nuls(u"0000000000000003||"));
+  CAuthenticationNode machine(ports, kMachine, rsop);
+  ASSERT_EQ(machine.Load(&source), S_OK);
+  ASSERT_EQ(Names(machine), std::vector<std::u16string>{u"RuntimePolicy"});
+  const CPolicyNode& runtime = *machine.Items()[0];
+  EXPECT_EQ(runtime.Masks(), std::vector<ULONGLONG>{3});
+  EXPECT_EQ(runtime.GetResultPaneColInfo(1), u"Enabled");
+  EXPECT_EQ(runtime.RsopEntry().winner.gpoName, u"LocalGPO");
+  EXPECT_EQ(source.calls, 0) << "the editor is not asked in RSoP mode";
+  EXPECT_EQ(runtime.PropertyPages(),
+            (std::vector{PropertyPageKind::AuthPolicy, PropertyPageKind::Explanation, PropertyPageKind::Precedence}));
+  CPolicyNode editing(ports);
+  ASSERT_EQ(editing.FinalConstruct(kUser, 2, vx::policy::kRuntimePolicy), S_OK);
+  EXPECT_EQ(editing.PropertyPages(), (std::vector{PropertyPageKind::AuthPolicy, PropertyPageKind::Explanation}));
+  EXPECT_EQ(CPolicyNode::QueryPagesFor(), S_OK);
+
+  const auto messages = Written('U');
+  EXPECT_TRUE(Has(messages, "Logon policy is not configured. Skipping..."));
+  EXPECT_TRUE(Has(messages, "Runtime Kiosk policy is not configured. Skipping..."));
+  EXPECT_FALSE(Has(messages, "Runtime policy is not configured. Skipping..."));
 }
 
 TEST_F(NodeTree, HelpTopicComesFromTheRegisteredHelpId) {
   vx::MemoryResourceModules modules;
   vx::CHTMLHelp help(registry, files, process, modules);
   EXPECT_EQ(PolicyHelpTopic(registry, help), u"") << "no help id registered";
-
-  std::unique_ptr<vx::platform::IRegistryKey> key;
-  ASSERT_EQ(registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, kHelpIdKey, KEY_ALL_ACCESS, key),
-            ERROR_SUCCESS);
-  vx::platform::WriteString(*key, kHelpIdValue, u"{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}");
+  vx::platform::WriteString(*Key(kHelpIdKey), kHelpIdValue, u"{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}");
   EXPECT_EQ(PolicyHelpTopic(registry, help), u"") << "no help file for the id";
 
-  ASSERT_EQ(registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, vx::kHelpKey,
-                               KEY_ALL_ACCESS | KEY_WOW64_32KEY, key),
-            ERROR_SUCCESS);
-  vx::platform::WriteString(*key, u"{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}", u"C:\\Help\\keystone.chm");
+  vx::platform::WriteString(*Key(vx::kHelpKey, KEY_WOW64_32KEY), u"{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}",
+                            u"C:\\Help\\keystone.chm");
   files.AddDirectory(u"C:\\Help");
   files.SetFileBytes(u"C:\\Help\\keystone.chm", {'x'});
   EXPECT_EQ(PolicyHelpTopic(registry, help), u"C:\\Help\\keystone.chm::/lm-intro.htm");
-
-  ASSERT_EQ(registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, kHelpIdKey, KEY_ALL_ACCESS, key),
-            ERROR_SUCCESS);
-  vx::platform::WriteString(*key, kHelpIdValue, u"not a class id");
+  vx::platform::WriteString(*Key(kHelpIdKey), kHelpIdValue, u"not a class id");
   EXPECT_EQ(PolicyHelpTopic(registry, help), u"");
 }
 

@@ -71,7 +71,9 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
   void SetTitle(const std::u16string& text) override { Log("title " + Narrow(text)); }
   void SetAddLink(const std::u16string& text) override { Log("add link " + Narrow(text)); }
   void SetEnforcementLink(const std::u16string& text) override { enforcementLink = Narrow(text); }
-  void ShowEnforcementLink(bool visible) override { Log(visible ? "enforcement link shown" : "enforcement link hidden"); }
+  void ShowEnforcementLink(bool visible) override {
+    Log(visible ? "enforcement link shown" : "enforcement link hidden");
+  }
   std::u16string FormatDateTime(double date) override { return vx::Format(u"%d", static_cast<int>(date)); }
   void SetRedraw(bool) override {}
   bool DeleteAllRows() override {
@@ -134,7 +136,8 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
   std::vector<std::string> Rows() const {
     std::vector<std::string> lines;
     for (const Row& row : rows)
-      lines.push_back(row.first + (row.second.empty() ? "" : " + " + row.second) + vx::FormatNarrow(" [0x%I64X]", row.data));
+      lines.push_back(row.first + (row.second.empty() ? "" : " + " + row.second) +
+                      vx::FormatNarrow(" [0x%I64X]", row.data));
     return lines;
   }
   void Log(std::string line) { log.push_back(std::move(line)); }
@@ -183,10 +186,12 @@ class PageFixture : public ::testing::Test {
                                                      bool reliable = true) {
     auto token = vx::plugins::MakeFakeToken(name, name, mask, type);
     token->SetCredProperty(vx::plugins::eKELT_CRED_RELIABLE, vx::Variant::Bool(reliable));
-    const GUID clsid{0xC0000000u + static_cast<std::uint32_t>(++m_registered), 0x1111, 0x2222, {0x90, 0, 0, 0, 0, 0, 0, 1}};
+    const GUID clsid{
+        0xC0000000u + static_cast<std::uint32_t>(++m_registered), 0x1111, 0x2222, {0x90, 0, 0, 0, 0, 0, 0, 1}};
     const std::u16string module = u"C:\\Plugins\\token" + vx::Widen(std::to_string(m_registered)) + u".dll";
     for (const char16_t* list : {vx::plugins::kGpoEditorTokensSubkey, vx::plugins::kTokensSubkey})
-      EXPECT_EQ(ERROR_SUCCESS, vx::plugins::WriteRegistration(registry, list, vx::plugins::GuidToString(clsid), module));
+      EXPECT_EQ(ERROR_SUCCESS,
+                vx::plugins::WriteRegistration(registry, list, vx::plugins::GuidToString(clsid), module));
     factory.Register(module, clsid, token);
     return token;
   }

@@ -1,3 +1,6 @@
+// The registration script: its parser (every construct, errors with line and column, limits) and the
+// engine over the in-memory registry (the module's own table, removal rules, per-user classes, and the
+// undo of a registration that fails part-way).
 #include "module/registration_script.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +22,7 @@ using platform::MemoryRegistry;
 using platform::RegistryRoot;
 
 constexpr char16_t kModulePath[] = u"C:\\Program Files\\Vantorix\\VXGPOSnapin.dll";
+constexpr char16_t kMmc[] = u"SOFTWARE\\Microsoft\\MMC\\";
 
 std::u16string ModuleScript() {
   std::ifstream file(VX_MODULE_SCRIPT, std::ios::binary);
@@ -69,7 +73,6 @@ TEST(RegistrationScriptParser, ReadsEveryConstruct) {
   EXPECT_EQ(RegistryRoot::CurrentUser, script.roots[2].root);
 
   const ScriptKey& software = script.roots[0].keys.at(0);
-  EXPECT_EQ(u"Software", software.name);
   EXPECT_EQ(KeyRemoval::NoRemove, software.removal);
   EXPECT_FALSE(software.hasDefault);
   const ScriptKey& forced = software.subkeys.at(0);
@@ -88,24 +91,13 @@ TEST(RegistrationScriptParser, ReadsEveryConstruct) {
   ASSERT_EQ(2u, forced.subkeys.size());
   EXPECT_EQ(KeyRemoval::Delete, forced.subkeys[0].removal);
   EXPECT_EQ(u"Old", forced.subkeys[0].name);
-  EXPECT_EQ(u"Sub", forced.subkeys[1].name);
   EXPECT_EQ(KeyRemoval::Plain, forced.subkeys[1].removal);
-
   EXPECT_EQ(u"CLSID", script.roots[1].keys.at(0).name);
   EXPECT_EQ(u"", script.roots[2].keys.at(0).values.at(0).text);
-}
 
-TEST(RegistrationScriptParser, ReplacementsAreNotReparsed) {
-  // A module path with a quote or braces stays text.
-  const auto script = Parse(u"HKCR { K = s '%MODULE%' }", ModuleReplacements(u"C:\\O'Neil {x}\\a.dll"));
-  EXPECT_EQ(u"C:\\O'Neil {x}\\a.dll", script.roots.at(0).keys.at(0).values.at(0).text);
-}
-
-TEST(RegistrationScriptParser, ReadsTheModuleScript) {
-  const auto script = Parse(ModuleScript(), ModuleReplacements());
-  ASSERT_EQ(2u, script.roots.size());
-  EXPECT_EQ(RegistryRoot::LocalMachine, script.roots[0].root);
-  EXPECT_EQ(RegistryRoot::ClassesRoot, script.roots[1].root);
+  // A replacement is text: a module path with a quote or braces is not parsed again.
+  const auto replaced = Parse(u"HKCR { K = s '%MODULE%' }", ModuleReplacements(u"C:\\O'Neil {x}\\a.dll"));
+  EXPECT_EQ(u"C:\\O'Neil {x}\\a.dll", replaced.roots.at(0).keys.at(0).values.at(0).text);
 }
 
 TEST(RegistrationScriptParser, NamesTheLineColumnAndWhatWasExpected) {
@@ -153,161 +145,117 @@ TEST(RegistrationScriptParser, EnforcesItsLimits) {
   EXPECT_EQ(u"fewer keys", ParseError(u"HKLM { A B C D E }", limits).expected);
   EXPECT_EQ(u"a name or text of at most 8 characters", ParseError(u"HKLM { ABCDEFGHI }", limits).expected);
   // Replacement text counts too.
-  EXPECT_EQ(u"a name or text of at most 8 characters",
-            ParseError(u"HKLM { K = s 'ab%MODULE%cd' }", limits).expected);
+  EXPECT_EQ(u"a name or text of at most 8 characters", ParseError(u"HKLM { K = s 'ab%MODULE%cd' }", limits).expected);
   EXPECT_EQ(u"a script of at most 40 characters", ParseError(std::u16string(41, u' '), limits).expected);
 }
 
 // ---- Engine over the module's own script ----
 
-constexpr char kRegisteredMmc[] = R"dump(MMC
-  NodeTypes
-    {1CA3CF7B-B0C5-407b-BA51-D45B11291688}
-      @ = REG_SZ "Vantorix Keystone Client (extension node)"
-    {6A76273E-EB8E-45DB-94C5-25663A5f2C1A}
-      Extensions
-        Namespace
-          {0471D727-58C9-47C4-8350-7D99EB9B60EC} = REG_SZ "Vantorix GPO Editor authentication policies snapin"
-    {8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}
-      Extensions
-        Namespace
-          {0471D727-58C9-47C4-8350-7D99EB9B60EB} = REG_SZ "Vantorix GPO Editor authentication policies snapin"
-    {8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}
-      Extensions
-        Namespace
-          {0471D727-58C9-47C4-8350-7D99EB9B60EB} = REG_SZ "Vantorix GPO Editor authentication policies snapin"
-    {E52C5CE3-FD27-4402-84DE-D9A5F2858910}
-      Extensions
-        Namespace
-          {0471D727-58C9-47C4-8350-7D99EB9B60ED} = REG_SZ "Vantorix GPO Editor authentication policies snapin"
-  Snapins
-    {0471D727-58C9-47C4-8350-7D99EB9B60EB}
-      @ = REG_SZ "Vantorix GPO Editor authentication policies snapin"
-      NameString = REG_SZ "Vantorix GPO Editor authentication policies snapin"
-      NodeTypes
-        {1CA3CF7B-B0C5-407b-BA51-D45B11291688}
-          @ = REG_SZ "Vantorix Keystone Client (extension node)"
-    {0471D727-58C9-47C4-8350-7D99EB9B60EC}
-      @ = REG_SZ "Vantorix GPO Editor authentication policies RSoP snapin"
-      NameString = REG_SZ "Vantorix GPO Editor authentication policies snapin"
-      NodeTypes
-        {1CA3CF7B-B0C5-407b-BA51-D45B11291688}
-          @ = REG_SZ "Vantorix Keystone Client (extension node)"
-    {0471D727-58C9-47C4-8350-7D99EB9B60ED}
-      @ = REG_SZ "Vantorix GPO Editor authentication policies RSoP snapin"
-      NameString = REG_SZ "Vantorix GPO Editor authentication policies snapin"
-      NodeTypes
-        {1CA3CF7B-B0C5-407b-BA51-D45B11291688}
-          @ = REG_SZ "Vantorix Keystone Client (extension node)"
-)dump";
-
-std::string RegisteredClass(const char* clsid, const char* name, const char* module) {
-  return std::string("  ") + clsid + "\n    @ = REG_SZ \"" + name + "\"\n    InprocServer32\n      @ = REG_SZ \"" +
-         module +
-         "\"\n      ThreadingModel = REG_SZ \"Apartment\"\n    Programmable\n    TypeLib\n"
-         "      @ = REG_SZ \"{7B9E7131-B528-450C-A637-7ECE1E77E76C}\"\n    Version\n      @ = REG_SZ \"1.0\"\n";
+constexpr char kEditorName[] = "\"Vantorix GPO Editor authentication policies snapin\"";
+constexpr char kRsopName[] = "\"Vantorix GPO Editor authentication policies RSoP snapin\"";
+std::string ProductNode(size_t indent) {
+  return std::string(indent, ' ') + "{1CA3CF7B-B0C5-407b-BA51-D45B11291688}\n" + std::string(indent + 2, ' ') +
+         "@ = REG_SZ \"Vantorix Keystone Client (extension node)\"\n";
 }
 
+// Below MMC: the product's node type, the snap-ins' values in the Namespace keys of the node types they
+// extend, and the three snap-ins (the last two hex digits of {0471D727-58C9-47C4-8350-7D99EB9B60xx}).
+std::string RegisteredMmc() {
+  std::string dump = "MMC\n  NodeTypes\n" + ProductNode(4);
+  for (const auto& [nodeType, snapin] : {std::pair{"{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}", "EC"},
+                                         {"{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}", "EB"},
+                                         {"{8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}", "EB"},
+                                         {"{E52C5CE3-FD27-4402-84DE-D9A5F2858910}", "ED"}}) {
+    dump += std::string("    ") + nodeType + "\n      Extensions\n        Namespace\n          " +
+            "{0471D727-58C9-47C4-8350-7D99EB9B60" + snapin + "} = REG_SZ " + kEditorName + "\n";
+  }
+  dump += "  Snapins\n";
+  for (const auto& [snapin, name] : {std::pair{"EB", kEditorName}, {"EC", kRsopName}, {"ED", kRsopName}}) {
+    dump += std::string("    {0471D727-58C9-47C4-8350-7D99EB9B60") + snapin + "}\n      @ = REG_SZ " + name +
+            "\n      NameString = REG_SZ " + kEditorName + "\n      NodeTypes\n" + ProductNode(8);
+  }
+  return dump;
+}
+
+// Below HKCR: each class with its name, module, threading model, type library and version.
 std::string RegisteredClasses(const char* module = "C:\\Program Files\\Vantorix\\VXGPOSnapin.dll") {
-  return "CLSID\n" +
-         RegisteredClass("{0471D727-58C9-47C4-8350-7D99EB9B60EB}",
-                         "Vantorix GPO Editor authentication policies snapin", module) +
-         RegisteredClass("{0471D727-58C9-47C4-8350-7D99EB9B60EC}",
-                         "Vantorix GPO Editor authentication policies RSoP snapin", module) +
-         RegisteredClass("{0471D727-58C9-47C4-8350-7D99EB9B60ED}",
-                         "Vantorix GPO Editor authentication policies RSoP snapin", module);
+  std::string dump = "CLSID\n";
+  for (const auto& [snapin, name] : {std::pair{"EB", kEditorName}, {"EC", kRsopName}, {"ED", kRsopName}}) {
+    dump += std::string("  {0471D727-58C9-47C4-8350-7D99EB9B60") + snapin + "}\n    @ = REG_SZ " + name +
+            "\n    InprocServer32\n      @ = REG_SZ \"" + module +
+            "\"\n      ThreadingModel = REG_SZ \"Apartment\"\n    Programmable\n    TypeLib\n"
+            "      @ = REG_SZ \"{7B9E7131-B528-450C-A637-7ECE1E77E76C}\"\n    Version\n      @ = REG_SZ \"1.0\"\n";
+  }
+  return dump;
 }
-
-constexpr char kSharedKeysOnly[] = R"dump(HKEY_LOCAL_MACHINE
-  SOFTWARE
-    Classes
-      CLSID
-    Microsoft
-      MMC
-        NodeTypes
-          {6A76273E-EB8E-45DB-94C5-25663A5f2C1A}
-            Extensions
-              Namespace
-          {8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}
-            Extensions
-              Namespace
-          {8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}
-            Extensions
-              Namespace
-          {E52C5CE3-FD27-4402-84DE-D9A5F2858910}
-            Extensions
-              Namespace
-        Snapins
-    WOW6432Node
-HKEY_CURRENT_USER
-)dump";
 
 HRESULT RunModuleScript(IRegistry& registry, bool registering, bool perUser = false,
                         std::u16string_view module = kModulePath) {
   return RunRegistrationScript(registry, ModuleScript(), ModuleReplacements(module), registering, perUser);
 }
 
-// A machine where the console and other snap-ins are already registered.
-void PopulateSharedKeys(MemoryRegistry& registry) {
-  const std::u16string mmc = u"SOFTWARE\\Microsoft\\MMC\\";
-  SetString(registry, RegistryRoot::LocalMachine, mmc + u"Snapins\\{11111111-0000-0000-0000-000000000000}", u"",
-            u"Other snap-in");
-  SetString(registry, RegistryRoot::LocalMachine,
-            mmc + u"NodeTypes\\{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}\\Extensions\\Namespace",
-            u"{11111111-0000-0000-0000-000000000000}", u"Other extension");
-  SetString(registry, RegistryRoot::LocalMachine, mmc + u"NodeTypes\\{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}", u"",
-            u"Software Settings");
-  for (const char16_t* nodeType : {u"{8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}", u"{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}",
-                                   u"{E52C5CE3-FD27-4402-84DE-D9A5F2858910}"}) {
+// The keys the module shares with the console: they stay when the module is unregistered.
+void SharedKeys(MemoryRegistry& registry) {
+  for (const char16_t* nodeType :
+       {u"{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}", u"{8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}",
+        u"{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}", u"{E52C5CE3-FD27-4402-84DE-D9A5F2858910}"}) {
     std::unique_ptr<IRegistryKey> key;
-    ASSERT_EQ(ERROR_SUCCESS, registry.CreateKey(RegistryRoot::LocalMachine,
-                                                mmc + u"NodeTypes\\" + nodeType + u"\\Extensions\\Namespace",
-                                                KEY_ALL_ACCESS, key));
+    ASSERT_EQ(ERROR_SUCCESS,
+              registry.CreateKey(RegistryRoot::LocalMachine,
+                                 kMmc + (u"NodeTypes\\" + std::u16string(nodeType)) + u"\\Extensions\\Namespace",
+                                 KEY_ALL_ACCESS, key));
   }
-  SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{11111111-0000-0000-0000-000000000000}\\InprocServer32",
-            u"", u"other.dll");
+  std::unique_ptr<IRegistryKey> key;
+  ASSERT_EQ(ERROR_SUCCESS,
+            registry.CreateKey(RegistryRoot::LocalMachine, kMmc + std::u16string(u"Snapins"), KEY_ALL_ACCESS, key));
+  ASSERT_EQ(ERROR_SUCCESS, registry.CreateKey(RegistryRoot::ClassesRoot, u"CLSID", KEY_ALL_ACCESS, key));
 }
 
-TEST(RegistrationScriptEngine, RegistersExactlyTheModuleTable) {
+// Another snap-in, registered with a value in a shared Namespace key and a default value on its node type.
+void OtherComponent(MemoryRegistry& registry) {
+  const std::u16string other = u"{11111111-0000-0000-0000-000000000000}";
+  const std::u16string nodeType = kMmc + std::u16string(u"NodeTypes\\{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}");
+  SetString(registry, RegistryRoot::LocalMachine, kMmc + (u"Snapins\\" + other), u"", u"Other snap-in");
+  SetString(registry, RegistryRoot::LocalMachine, nodeType + u"\\Extensions\\Namespace", other, u"Other extension");
+  SetString(registry, RegistryRoot::LocalMachine, nodeType, u"", u"Software Settings");
+  SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\" + other + u"\\InprocServer32", u"", u"other.dll");
+}
+
+TEST(RegistrationScriptEngine, RegistersExactlyTheModuleTableAndReplacesForceRemoveKeysWhole) {
   MemoryRegistry registry;
   ASSERT_EQ(S_OK, RunModuleScript(registry, true));
-  EXPECT_EQ(kRegisteredMmc, registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
+  EXPECT_EQ(RegisteredMmc(), registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
   EXPECT_EQ(RegisteredClasses(), registry.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
   EXPECT_EQ("HKEY_CURRENT_USER\n", registry.Dump(RegistryRoot::CurrentUser));
-}
 
-TEST(RegistrationScriptEngine, UnregistrationLeavesOnlyTheSharedKeys) {
-  MemoryRegistry registry;
-  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
-  ASSERT_EQ(S_OK, RunModuleScript(registry, false));
-  EXPECT_EQ(kSharedKeysOnly, Everything(registry));
-  // Nothing left to remove is no failure.
-  EXPECT_EQ(S_OK, RunModuleScript(registry, false));
-  EXPECT_EQ(kSharedKeysOnly, Everything(registry));
-}
-
-TEST(RegistrationScriptEngine, RoundTripKeepsOtherComponentsAsTheyWere) {
-  MemoryRegistry registry;
-  PopulateSharedKeys(registry);
-  const std::string before = Everything(registry);
-  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
-  EXPECT_NE(before, Everything(registry));
-  ASSERT_EQ(S_OK, RunModuleScript(registry, false));
-  EXPECT_EQ(before, Everything(registry));
-}
-
-TEST(RegistrationScriptEngine, ReRegistrationReplacesForceRemoveKeysWhole) {
-  MemoryRegistry registry;
-  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
+  // Registered again from another path over stale keys and values: the same table, with the new path.
   const std::u16string ours = u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EC}";
   SetString(registry, RegistryRoot::ClassesRoot, ours + u"\\Stale\\Deeper", u"", u"left over");
   SetString(registry, RegistryRoot::ClassesRoot, ours, u"Stale", u"left over");
   SetString(registry, RegistryRoot::LocalMachine,
-            u"SOFTWARE\\Microsoft\\MMC\\Snapins\\{0471D727-58C9-47C4-8350-7D99EB9B60ED}", u"About", u"stale");
-
+            kMmc + std::u16string(u"Snapins\\{0471D727-58C9-47C4-8350-7D99EB9B60ED}"), u"About", u"stale");
   ASSERT_EQ(S_OK, RunModuleScript(registry, true, false, u"D:\\New\\VXGPOSnapin.dll"));
-  EXPECT_EQ(kRegisteredMmc, registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
+  EXPECT_EQ(RegisteredMmc(), registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
   EXPECT_EQ(RegisteredClasses("D:\\New\\VXGPOSnapin.dll"), registry.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
+}
+
+// On a new machine, and on one where other components are registered, unregistration leaves the shared
+// keys and everything of the others as it was.
+TEST(RegistrationScriptEngine, UnregistrationRemovesOnlyWhatTheModuleAdded) {
+  for (const bool others : {false, true}) {
+    MemoryRegistry registry;
+    MemoryRegistry expected;
+    SharedKeys(expected);
+    if (others) {
+      SharedKeys(registry);
+      OtherComponent(registry);
+      OtherComponent(expected);
+    }
+    ASSERT_EQ(S_OK, RunModuleScript(registry, true));
+    ASSERT_EQ(S_OK, RunModuleScript(registry, false));
+    EXPECT_EQ(Everything(expected), Everything(registry)) << "other components: " << others;
+    EXPECT_EQ(S_OK, RunModuleScript(registry, false)) << "nothing left to remove is no failure";
+  }
 }
 
 TEST(RegistrationScriptEngine, PerUserMovesClassesToTheUsersHive) {
@@ -315,8 +263,7 @@ TEST(RegistrationScriptEngine, PerUserMovesClassesToTheUsersHive) {
   ASSERT_EQ(S_OK, RunModuleScript(registry, true, true));
   EXPECT_EQ("", registry.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
   EXPECT_EQ(RegisteredClasses(), registry.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
-  EXPECT_EQ(kRegisteredMmc, registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
-
+  EXPECT_EQ(RegisteredMmc(), registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
   ASSERT_EQ(S_OK, RunModuleScript(registry, false, true));
   EXPECT_EQ("CLSID\n", registry.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
 }
@@ -325,8 +272,8 @@ TEST(RegistrationScriptEngine, SyntaxErrorChangesNothing) {
   MemoryRegistry registry;
   const std::string before = Everything(registry);
   std::u16string error;
-  EXPECT_EQ(E_INVALIDARG, RunRegistrationScript(registry, u"HKLM { A = s 'a' }\nHKCR { B = s }", {}, true, false,
-                                                &error));
+  EXPECT_EQ(E_INVALIDARG,
+            RunRegistrationScript(registry, u"HKLM { A = s 'a' }\nHKCR { B = s }", {}, true, false, &error));
   EXPECT_EQ(u"line 2, column 14: expected a quoted text", error);
   EXPECT_EQ(before, Everything(registry));
 }
@@ -378,20 +325,10 @@ TEST(RegistrationScriptEngine, DeleteKeysGoAtRegistrationOnly) {
   EXPECT_EQ("App\n  Old\n    v = REG_SZ \"x\"\n", registry.Dump(RegistryRoot::CurrentUser, u"App"));
 }
 
-TEST(RegistrationScriptEngine, DeleteKeyTreeRemovesEverythingBelow) {
-  MemoryRegistry registry;
-  SetString(registry, RegistryRoot::CurrentUser, u"T\\A\\B\\C", u"v", u"x");
-  SetString(registry, RegistryRoot::CurrentUser, u"T\\A\\D", u"v", u"x");
-  SetString(registry, RegistryRoot::CurrentUser, u"T\\E", u"", u"x");
-  SetString(registry, RegistryRoot::CurrentUser, u"Keep", u"", u"x");
-  EXPECT_EQ(ERROR_SUCCESS, DeleteKeyTree(registry, RegistryRoot::CurrentUser, u"T"));
-  EXPECT_EQ("HKEY_CURRENT_USER\n  Keep\n    @ = REG_SZ \"x\"\n", registry.Dump(RegistryRoot::CurrentUser));
-  EXPECT_EQ(ERROR_FILE_NOT_FOUND, DeleteKeyTree(registry, RegistryRoot::CurrentUser, u"T"));
-}
-
 // ---- Failure part-way ----
 
-// Refuses the n-th change (key creation, value write or deletion) with ERROR_ACCESS_DENIED, once.
+// Refuses the n-th change that registration makes (a key created or deleted, a value written) with
+// ERROR_ACCESS_DENIED, once.
 struct FailurePlan {
   int failAt = -1;
   int changes = 0;
@@ -401,37 +338,26 @@ struct FailurePlan {
 class RefusingKey final : public IRegistryKey {
  public:
   RefusingKey(std::unique_ptr<IRegistryKey> inner, FailurePlan& plan) : inner_(std::move(inner)), plan_(plan) {}
+  LONG SetValue(std::u16string_view name, DWORD type, const BYTE* data, DWORD size) override {
+    return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_->SetValue(name, type, data, size);
+  }
   LONG OpenKey(std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key) override {
-    return Wrap(inner_->OpenKey(path, access, key), key);
+    return inner_->OpenKey(path, access, key);
   }
   LONG CreateKey(std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key,
                  DWORD* disposition) override {
-    if (plan_.Refuse()) return ERROR_ACCESS_DENIED;
-    return Wrap(inner_->CreateKey(path, access, key, disposition), key);
+    return inner_->CreateKey(path, access, key, disposition);
   }
   LONG QueryValue(std::u16string_view name, DWORD* type, BYTE* data, DWORD* size) override {
     return inner_->QueryValue(name, type, data, size);
   }
-  LONG SetValue(std::u16string_view name, DWORD type, const BYTE* data, DWORD size) override {
-    return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_->SetValue(name, type, data, size);
-  }
-  LONG DeleteValue(std::u16string_view name) override {
-    return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_->DeleteValue(name);
-  }
+  LONG DeleteValue(std::u16string_view name) override { return inner_->DeleteValue(name); }
   LONG QueryInfo(DWORD* subKeys, DWORD* values) override { return inner_->QueryInfo(subKeys, values); }
   LONG EnumKey(DWORD index, std::u16string& name) override { return inner_->EnumKey(index, name); }
   LONG EnumValue(DWORD index, std::u16string& name) override { return inner_->EnumValue(index, name); }
-  LONG DeleteKey(std::u16string_view path, REGSAM view) override {
-    return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_->DeleteKey(path, view);
-  }
-
-  static LONG Wrap(LONG rc, std::unique_ptr<IRegistryKey>& key, FailurePlan& plan) {
-    if (rc == ERROR_SUCCESS) key = std::make_unique<RefusingKey>(std::move(key), plan);
-    return rc;
-  }
+  LONG DeleteKey(std::u16string_view path, REGSAM view) override { return inner_->DeleteKey(path, view); }
 
  private:
-  LONG Wrap(LONG rc, std::unique_ptr<IRegistryKey>& key) { return Wrap(rc, key, plan_); }
   std::unique_ptr<IRegistryKey> inner_;
   FailurePlan& plan_;
 };
@@ -441,12 +367,14 @@ class RefusingRegistry final : public IRegistry {
   RefusingRegistry(IRegistry& inner, FailurePlan& plan) : inner_(inner), plan_(plan) {}
   LONG OpenKey(RegistryRoot root, std::u16string_view path, REGSAM access,
                std::unique_ptr<IRegistryKey>& key) override {
-    return RefusingKey::Wrap(inner_.OpenKey(root, path, access, key), key, plan_);
+    return inner_.OpenKey(root, path, access, key);
   }
   LONG CreateKey(RegistryRoot root, std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key,
                  DWORD* disposition) override {
     if (plan_.Refuse()) return ERROR_ACCESS_DENIED;
-    return RefusingKey::Wrap(inner_.CreateKey(root, path, access, key, disposition), key, plan_);
+    const LONG rc = inner_.CreateKey(root, path, access, key, disposition);
+    if (rc == ERROR_SUCCESS) key = std::make_unique<RefusingKey>(std::move(key), plan_);
+    return rc;
   }
   LONG DeleteKey(RegistryRoot root, std::u16string_view path, REGSAM view) override {
     return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_.DeleteKey(root, path, view);
@@ -462,30 +390,27 @@ class RefusingRegistry final : public IRegistry {
 TEST(RegistrationScriptEngine, FailureAtAnyStepLeavesTheRegistryAsBefore) {
   const auto script = Parse(ModuleScript(), ModuleReplacements());
   auto prepare = [](MemoryRegistry& registry) {
-    PopulateSharedKeys(registry);
-    SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EB}\\Old\\Deep",
-              u"Data", u"old");
+    SharedKeys(registry);
+    OtherComponent(registry);
+    SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EB}\\Old\\Deep", u"Data",
+              u"old");
     SetString(registry, RegistryRoot::LocalMachine,
               u"SOFTWARE\\Microsoft\\MMC\\NodeTypes\\{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}\\Extensions\\Namespace",
               u"{0471D727-58C9-47C4-8350-7D99EB9B60EC}", u"older text");
   };
-  int changes = 0;
-  {
-    MemoryRegistry registry;
-    prepare(registry);
-    FailurePlan counting;
-    RefusingRegistry wrapper(registry, counting);
-    ASSERT_EQ(S_OK, RegisterScript(wrapper, script, false));
-    changes = counting.changes;
-  }
-  ASSERT_GT(changes, 50);
-  for (int step = 0; step < changes; ++step) {
+  // Refuses one more change each time, until the registration has nothing left to refuse.
+  for (int step = 0;; ++step) {
     MemoryRegistry registry;
     prepare(registry);
     const std::string before = Everything(registry);
     FailurePlan plan{step, 0};
     RefusingRegistry wrapper(registry, plan);
-    ASSERT_EQ(HResultFromWin32(ERROR_ACCESS_DENIED), RegisterScript(wrapper, script, false)) << "step " << step;
+    const HRESULT hr = RegisterScript(wrapper, script, false);
+    if (hr == S_OK) {
+      EXPECT_GT(step, 50);
+      break;
+    }
+    ASSERT_EQ(HResultFromWin32(ERROR_ACCESS_DENIED), hr) << "step " << step;
     ASSERT_EQ(before, Everything(registry)) << "step " << step;
   }
 }
