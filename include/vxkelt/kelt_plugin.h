@@ -13,6 +13,7 @@
 enum eKELT_LST_PROPERTY {
   eKELT_LST_NAME = 1,           /* VT_BSTR: the element's name, its key in the snap-in's catalogues */
   eKELT_LST_DISPLAYSTRING = 3,  /* VT_BSTR: the text the administrator sees */
+  eKELT_LST_ICON = 4,           /* VT_UI8: an HICON the element owns; the snap-in copies the image */
   eKELT_LST_ORDERHINT = 7,      /* VT_I4: where the element wants to stand (ascending, as unsigned) */
   eKELT_LST_SUBELEMENTS = 102   /* VT_ARRAY of VARIANTs holding IUnknown: the members of a group */
 };

@@ -18,6 +18,7 @@ struct ElementDescription {
   bool maskAsUI8;  // VT_UI8 instead of VT_UI4
   ULONG rawType;   // 1 or 2 primary or secondary, 3 secondary only
   bool reliable;
+  WORD icon;  // icon resource of this module (sample_icons.h) answered as eKELT_LST_ICON; 0: none
 };
 
 // One module: the class it serves and the element its class object creates. A group element

@@ -1,5 +1,6 @@
 // A credential plug-in: the element object, its class object and the two exports of an in-process
-// COM server. Everything a module describes comes from sample_modules.cpp.
+// COM server. Everything a module describes comes from sample_modules.cpp, its icons from the module's
+// own resources (sample_plugin.rc).
 #include <windows.h>
 #include <oleauto.h>
 
@@ -14,6 +15,9 @@ namespace {
 
 // Live objects plus IClassFactory::LockServer locks: DllCanUnloadNow answers from this count.
 LONG g_moduleLocks = 0;
+
+// This DLL, as DllMain received it: where the elements load their icons from.
+HINSTANCE g_module = nullptr;
 
 void LockModule() { ::InterlockedIncrement(&g_moduleLocks); }
 void UnlockModule() { ::InterlockedDecrement(&g_moduleLocks); }
@@ -73,6 +77,8 @@ class CSampleElement final : public IKELTElementUI, public IKELTCredential, publ
         return S_OK;
       case eKELT_LST_SUBELEMENTS:
         return m_group != nullptr ? PutMembers(value) : DISP_E_MEMBERNOTFOUND;
+      case eKELT_LST_ICON:
+        return m_element.icon != 0 ? PutIcon(value) : E_INVALIDARG;
       default:
         return E_INVALIDARG;
     }
@@ -113,8 +119,25 @@ class CSampleElement final : public IKELTElementUI, public IKELTCredential, publ
 
  private:
   ~CSampleElement() {
+    if (m_icon != nullptr) ::DestroyIcon(m_icon);
     if (m_site != nullptr) m_site->Release();
     UnlockModule();
+  }
+
+  // The element's icon at 32x32, loaded from this module on the first request and kept: the handle is
+  // the element's, valid while it lives; the host copies the image and never destroys the handle.
+  HRESULT PutIcon(VARIANT* value) {
+    if (m_icon == nullptr) {
+      m_icon = static_cast<HICON>(
+          ::LoadImageW(g_module, MAKEINTRESOURCEW(m_element.icon), IMAGE_ICON, 32, 32, LR_DEFAULTCOLOR));
+      if (m_icon == nullptr) {
+        const DWORD error = ::GetLastError();
+        return error != ERROR_SUCCESS ? HRESULT_FROM_WIN32(error) : E_FAIL;
+      }
+    }
+    value->vt = VT_UI8;
+    value->ullVal = reinterpret_cast<ULONG_PTR>(m_icon);
+    return S_OK;
   }
 
   // The group's members: a one-dimensional array of VARIANTs, each holding a new member's IUnknown.
@@ -147,6 +170,7 @@ class CSampleElement final : public IKELTElementUI, public IKELTCredential, publ
   const ElementDescription& m_element;
   const ModuleDescription* m_group;
   IUnknown* m_site = nullptr;
+  HICON m_icon = nullptr;
 };
 
 // The class object: static, so its references do not count; LockServer does.
@@ -189,6 +213,14 @@ CSampleClassFactory g_classFactory;
 }  // namespace
 
 }  // namespace vxsample
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
+  if (reason == DLL_PROCESS_ATTACH) {
+    vxsample::g_module = instance;
+    ::DisableThreadLibraryCalls(instance);
+  }
+  return TRUE;
+}
 
 extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
   if (out == nullptr) return E_POINTER;
