@@ -69,7 +69,7 @@
 #define IDS_COLUMN_STATE               316
 
 // The policy page's title, by policy kind (1: logon and kiosk runtime; others: runtime).
-#define IDS_PAGE_TITLE_LOGON           320
+#define IDS_PAGE_TITLE                 320
 #define IDS_PAGE_TITLE_RUNTIME         321
 
 // Icons of the language resource module.
@@ -81,6 +81,9 @@
 #define IDI_CREDENTIAL                 288   /* a token whose plug-in gives no icon */
 
 // Controls of the policy page and the add-credential dialog.
+#ifndef IDC_STATIC
+#define IDC_STATIC                     (-1)
+#endif
 #define IDC_PROMPT                     213
 #define IDC_NOTICE                     1033
 #define IDC_ADD_LINK                   1035
@@ -91,6 +94,7 @@
 #define IDC_ENABLED                    1100
 #define IDC_DISABLED                   1101
 #define IDC_ENFORCEMENT_LINK           1110
+#define IDC_ROLE_CAPTION               1200
 #define IDC_ROLE_COMBO                 1201
 #define IDC_ROLE_LABEL                 1202
 #define IDC_PRIMARY_COMBO              1203

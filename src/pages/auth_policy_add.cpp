@@ -122,18 +122,19 @@ void CAuthPolicyAdd::OnPrimarySelChange(int index) {
 
 void CAuthPolicyAdd::InsertSecondaryTokens(bool initial) {
   CTraceScope scope("CAuthPolicyAdd::InsertSecondaryTokens");
-  std::optional<ULONGLONG> remembered;
-  if (initial) {
-    remembered = m_initialSecondary;
-  } else if (m_secondarySel >= 0 && m_secondarySel < static_cast<int>(m_secondaryItems.size())) {
-    remembered = m_secondaryItems[static_cast<size_t>(m_secondarySel)].data;
+  // The secondary credential to select again in the new list, if it is there.
+  bool haveTarget = initial && m_initialSecondary.has_value();
+  ULONGLONG target = haveTarget ? *m_initialSecondary : 0;
+  if (!initial && m_secondarySel >= 0 && m_secondarySel < static_cast<int>(m_secondaryItems.size())) {
+    haveTarget = true;
+    target = m_secondaryItems[static_cast<size_t>(m_secondarySel)].data;
   }
   m_secondaryItems.clear();
   int preselected = -1;
   const bool havePrimary = m_primarySel >= 0 && m_primarySel < static_cast<int>(m_primaryItems.size());
   if (havePrimary) {
     const ULONGLONG P = m_primaryItems[static_cast<size_t>(m_primarySel)].data;
-    if (remembered && *remembered == P) remembered.reset();
+    if (haveTarget && target == P) haveTarget = false;
     const bool customMember = IsCustomMember(P);
     if (customMember) {
       scope.Message("0x%X is the member of custom policy", P);
@@ -166,7 +167,7 @@ void CAuthPolicyAdd::InsertSecondaryTokens(bool initial) {
       scope.Message("Inserting 0x%X", S);
       if (!HasName(token)) continue;
       if (initial) m_names.Add(S, token.name);
-      if (remembered && *remembered == S) preselected = static_cast<int>(m_secondaryItems.size());
+      if (haveTarget && target == S) preselected = static_cast<int>(m_secondaryItems.size());
       m_secondaryItems.push_back({token.name, m_secondaryImages[i], S});
       scope.Message("Done");
     }
@@ -179,7 +180,7 @@ void CAuthPolicyAdd::InsertSecondaryTokens(bool initial) {
   m_lastPrimary = m_primarySel;
   m_secondarySel = m_secondaryItems.empty() ? -1 : std::max(preselected, 0);
   m_view->SetSecondaryItems(m_secondaryItems, m_secondarySel);
-  if (changed) {
+  if (changed || initial) {
     m_view->ShowSecondary(!m_secondaryItems.empty());
     if (m_secondaryItems.empty()) scope.Message("m_iItemNoAuth, %d", static_cast<int>(m_secondaryItems.size()));
   }
@@ -265,7 +266,8 @@ void CAuthPolicyAdd::OnCloseCmd(int command) {
     }
     if (mask == 0) {
       scope.Message("No authentication selected");
-      if (Ask(Format(rstring(IDS_ASK_NO_AUTHENTICATION), rstring(record->roleNameId)), MB_YESNO | MB_ICONWARNING) != IDYES)
+      if (Ask(Format(rstring(IDS_ASK_NO_AUTHENTICATION), rstring(record->roleNameId)), MB_YESNO | MB_ICONWARNING) !=
+          IDYES)
         return;
     }
     if (!CheckOverlaps(*record, mask)) return;

@@ -43,8 +43,8 @@ struct AuthPolicyAddArgs {
   const TokenCatalogue* primary = nullptr;
   const TokenCatalogue* secondary = nullptr;
   const std::vector<ULONGLONG>* custom = nullptr;
-  ULONGLONG previousMask = 0;  // the combination edited; 0 when adding
-  bool gpoEditor = true;       // no "no authentication" item in the editor
+  ULONGLONG previousMask = 0;         // the combination edited; 0 when adding
+  bool gpoEditor = true;              // no "no authentication" item in the editor
   std::vector<ULONGLONG> knownMasks;  // KnownMasks(): which masks belong to one registered token
 };
 

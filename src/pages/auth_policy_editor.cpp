@@ -54,7 +54,7 @@ void CAuthPolicyEditor::OnInitDialog(IAuthPolicyEditorView& view) {
     for (const PageToken& token : catalogues[pass]->tokens) m_tokenImages[pass].push_back(view.AddTokenIcon(token));
   }
   Fill();
-  view.SetTitle(rstring(m_args.policyKind == 1 ? IDS_PAGE_TITLE_LOGON : IDS_PAGE_TITLE_RUNTIME));
+  view.SetTitle(rstring(m_args.policyKind == 1 ? IDS_PAGE_TITLE : IDS_PAGE_TITLE_RUNTIME));
   if (m_args.policyKind == 1 && !IsGpoEditor() && !LeavesOutRoleGroups()) view.ShowEnforcementLink(true);
   view.SetAddLink(LinkMarkup(m_addLinkText));
 }
@@ -89,8 +89,9 @@ int CAuthPolicyEditor::GroupOfRole(std::int32_t role) const {
 
 int CAuthPolicyEditor::InsertRow(const ListRow& row) {
   const int index = m_view->InsertRow(row);
-  if (index >= 0) m_rows.insert(m_rows.begin() + std::min<size_t>(static_cast<size_t>(index), m_rows.size()),
-                                Row{row.data, row.groupId, -1});
+  if (index >= 0)
+    m_rows.insert(m_rows.begin() + std::min<size_t>(static_cast<size_t>(index), m_rows.size()),
+                  Row{row.data, row.groupId, -1});
   return index;
 }
 
@@ -105,7 +106,8 @@ void CAuthPolicyEditor::Fill() {
   m_groups.clear();
   m_view->RemoveAllGroups();
   InsertRoleGroups();
-  for (const policy::RoleSettings& record : m_roles.Records()) InsertPolicy(GroupOfRole(record.roleId), record.Combinations());
+  for (const policy::RoleSettings& record : m_roles.Records())
+    InsertPolicy(GroupOfRole(record.roleId), record.Combinations());
   m_view->EnableGroupView(!m_groups.empty());
   m_view->SetRedraw(true);
   m_view->AutoSizeColumns();
@@ -186,8 +188,8 @@ void CAuthPolicyEditor::UpdateEnforcementLink() {
   const policy::RoleSettings* first = m_roles.Records().empty() ? nullptr : &m_roles.Records().front();
   std::u16string text = rstring(IDS_ENFORCEMENT_NOW);
   double now = 0;
-  if (first && first->enforcementDate.IsValid() && m_args.clock &&
-      ToValidOleDate(m_args.clock->GetLocalTime(), now) && CompareOleDates(first->enforcementDate.value, now) > 0)
+  if (first && first->enforcementDate.IsValid() && m_args.clock && ToValidOleDate(m_args.clock->GetLocalTime(), now) &&
+      CompareOleDates(first->enforcementDate.value, now) > 0)
     text = Format(rstring(IDS_ENFORCEMENT_FROM_DATE), m_view->FormatDateTime(first->enforcementDate.value));
   m_view->SetEnforcementLink(LinkMarkup(text));
 }
@@ -239,7 +241,8 @@ void CAuthPolicyEditor::RunAddDialog(std::int32_t role, int row) {
   }
   record->Add(mask);
   for (size_t i = 0; i < record->Combinations().size(); ++i)
-    scope.Message("_TRACE_POLICY rauthpolicysetting.authpolicy[%d] = 0x%X", static_cast<int>(i), record->Combinations()[i]);
+    scope.Message("_TRACE_POLICY rauthpolicysetting.authpolicy[%d] = 0x%X", static_cast<int>(i),
+                  record->Combinations()[i]);
   Fill();
   const int group = GroupOfRole(record->roleId);
   for (size_t i = 0; i < m_rows.size(); ++i) {
@@ -297,7 +300,8 @@ void CAuthPolicyEditor::OnKeyDown(UINT key) {
 
 int CAuthPolicyEditor::ItemHitTestDeleteIcon(Point point) {
   const ListHit hit = m_view->SubItemHitTest(point);
-  if (hit.row < 0 || hit.row >= static_cast<int>(m_rows.size()) || (hit.flags & kHitOnItemIcon) == 0 || hit.subItem != 3)
+  if (hit.row < 0 || hit.row >= static_cast<int>(m_rows.size()) || (hit.flags & kHitOnItemIcon) == 0 ||
+      hit.subItem != 3)
     return -1;
   CTraceScope scope("CAuthPolicyEditorImpl::ItemHitTestDeleteIcon");
   scope.Message("Delete hit");
@@ -338,7 +342,8 @@ void CAuthPolicyEditor::OnCommand(UINT command) {
       int group = 0;
       if (ShowsGroups()) {
         const ListHit hit = m_view->HitTest(m_lastRClick);
-        if (hit.row >= 0 && hit.row < static_cast<int>(m_rows.size())) group = m_rows[static_cast<size_t>(hit.row)].groupId;
+        if (hit.row >= 0 && hit.row < static_cast<int>(m_rows.size()))
+          group = m_rows[static_cast<size_t>(hit.row)].groupId;
       }
       OnPoliciesLinkClicked(group);
       break;

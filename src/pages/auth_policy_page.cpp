@@ -100,7 +100,8 @@ bool CAuthPolicyPage::ShowRoleStatus() {
   return true;
 }
 
-void CAuthPolicyPage::WarnDisabledForEnrollment(policy::IGpoInformation& information, const policy::RoleSettings& record) {
+void CAuthPolicyPage::WarnDisabledForEnrollment(policy::IGpoInformation& information,
+                                                const policy::RoleSettings& record) {
   CTraceScope scope("CAuthPolicyPage::WarnDisabledForEnrollment");
   policy::CGPOAuthPolicy enrollment;
   const HRESULT loaded = enrollment.Load(&information, m_node->GPOSection(), policy::GPO_DisableCredentials);

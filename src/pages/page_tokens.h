@@ -16,9 +16,9 @@ struct PageToken {
   plugins::ElementWrapper element;
   ULONGLONG mask = 0;
   DWORD credType = plugins::kCredTypeUnknown;
-  std::u16string name;         // the display string; empty when it could not be read
-  HRESULT nameResult = S_OK;   // the failure of that read (the dialogs leave such a token out)
-  std::uint64_t icon = 0;      // the plug-in's icon handle; 0 when it gives none
+  std::u16string name;        // the display string; empty when it could not be read
+  HRESULT nameResult = S_OK;  // the failure of that read (the dialogs leave such a token out)
+  std::uint64_t icon = 0;     // the plug-in's icon handle; 0 when it gives none
 };
 
 // One catalogue's tokens with the OR of the masks it kept.

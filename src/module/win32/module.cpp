@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "pages/win32/page_modules.h"
 #include "platform/win32/win32_registry.h"
 #include "platform/win32/win32_ui.h"
 #include "support/branding.h"
@@ -76,6 +77,7 @@ bool CVXAdminSnapinModule::Attach(HINSTANCE instance) {
     language = nullptr;
   }
   m_resourceModule = language != nullptr ? language : instance;
+  vx::pages::InstallPageModules({instance, m_resourceModule});
   try {
     if (g_resourceModules) {
       g_reporting = new ReportingServices(*g_resourceModules, instance);

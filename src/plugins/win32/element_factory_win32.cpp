@@ -26,8 +26,14 @@ HRESULT FromWin32(DWORD error) { return error == ERROR_SUCCESS ? E_FAIL : HRESUL
 
 // LoadLibraryExW inside the module's own side-by-side context (its manifest resource 2), so that the
 // module binds to the assemblies it names, not to the console's. A module without a manifest loads
-// without a context. Returns the loader's error code for a null module.
-HMODULE LoadInOwnContext(const std::u16string& path, DWORD& error) {
+// without a context, and so does one already loaded: it bound when it first loaded, and making the
+// context again reads the file each time. Returns the loader's error code for a null module.
+HMODULE LoadInOwnContext(const std::u16string& path, bool loaded, DWORD& error) {
+  if (loaded) {
+    const HMODULE module = ::LoadLibraryExW(AsWide(path), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    error = module ? ERROR_SUCCESS : ::GetLastError();
+    return module;
+  }
   ACTCTXW request{};
   request.cbSize = sizeof(request);
   request.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID;
@@ -202,7 +208,8 @@ HRESULT Win32ElementFactory::Create(VXTraceNS::CTraceScope& scope, const std::u1
   ::StringFromGUID2(clsid, clsidText, 64);
   scope.Message("Loading %ls [%ls]", static_cast<const wchar_t*>(clsidText), path);
 
-  if (::GetModuleHandleW(AsWide(path)) != nullptr) {
+  const bool loaded = ::GetModuleHandleW(AsWide(path)) != nullptr;
+  if (loaded) {
     scope.Message("The module has already been loaded, skip signature check.");
   } else if (!m_verifier->Verify(path)) {
     return NTE_BAD_SIGNATURE;
@@ -210,7 +217,7 @@ HRESULT Win32ElementFactory::Create(VXTraceNS::CTraceScope& scope, const std::u1
 
   DWORD error = ERROR_SUCCESS;
   // Freed on every way out but success; declared first, so that the objects of the module go first.
-  platform::UniqueLibrary library(LoadInOwnContext(path, error));
+  platform::UniqueLibrary library(LoadInOwnContext(path, loaded, error));
   if (!library) return FromWin32(error);
   scope.Message("LoadLibraryEx succeeded.");
 

@@ -1,5 +1,9 @@
 #include "snapin/win32/computer_component.h"
 
+#include "pages/auth_policy_page.h"
+#include "pages/win32/auth_policy_page_win32.h"
+#include "pages/win32/page_modules.h"
+#include "policy/win32/gpe_information.h"
 #include "snapin/win32/computer_snapin.h"
 #include "snapin/win32/data_object.h"
 #include "support/check.h"
@@ -19,6 +23,20 @@ HRESULT InsertResult(IResultData& results, int index, const void* cookie) {
   data.lParam = reinterpret_cast<LPARAM>(cookie);
   return results.InsertItem(&data);
 }
+
+// The editor's GPO information as the pages get it: held by the page, so that it outlives the view.
+class HeldGpeInformation final : public IGpoInformationSource {
+ public:
+  explicit HeldGpeInformation(Microsoft::WRL::ComPtr<IGPEInformation> gpe) : m_gpe(std::move(gpe)) {}
+  HRESULT GetGPEInformation(std::shared_ptr<policy::IGpoInformation>& information) override {
+    if (!m_gpe) return E_NOINTERFACE;
+    information = std::make_shared<policy::CGpeInformation>(m_gpe);
+    return S_OK;
+  }
+
+ private:
+  Microsoft::WRL::ComPtr<IGPEInformation> m_gpe;
+};
 
 }  // namespace
 
@@ -76,9 +94,20 @@ HRESULT CComputerComponent::Hide() {
   return S_OK;
 }
 
-HRESULT CComputerComponent::Notify(LPDATAOBJECT object, MMC_NOTIFY_TYPE event, LPARAM arg, LPARAM) {
+HRESULT CComputerComponent::PropertyChange(LPARAM param) {
+  // A page applied: the item reloads its policy and the console shows its new state.
+  CPolicyNode* policy = PolicyItem(static_cast<MMC_COOKIE>(param));
+  if (policy == nullptr || m_shown == nullptr) return S_FALSE;
+  VX_CHECK(policy->Load(m_shown));
+  HRESULTITEM item = 0;
+  if (m_results && SUCCEEDED(m_results->FindItemByLParam(param, &item))) VX_CHECK(m_results->UpdateItem(item));
+  return S_OK;
+}
+
+HRESULT CComputerComponent::Notify(LPDATAOBJECT object, MMC_NOTIFY_TYPE event, LPARAM arg, LPARAM param) {
   VXTraceNS::CTraceScope scope("CComputerComponent::Notify()");
   return HResultBoundary(scope, [&]() -> HRESULT {
+    if (object == nullptr && event == MMCN_PROPERTY_CHANGE) return PropertyChange(param);
     if (event != MMCN_SHOW) return S_FALSE;
     HPTR(m_results.Get());
     CScopeItem* item = m_snapin.FindItem(object);
@@ -103,13 +132,15 @@ HRESULT CComputerComponent::Destroy(MMC_COOKIE) {
   });
 }
 
-CPolicyNode* CComputerComponent::PolicyItem(MMC_COOKIE cookie) const {
+std::shared_ptr<CPolicyNode> CComputerComponent::SharedPolicyItem(MMC_COOKIE cookie) const {
   if (!m_authentication) return nullptr;
   for (const auto& item : m_authentication->Items()) {
-    if (reinterpret_cast<MMC_COOKIE>(item.get()) == cookie) return item.get();
+    if (reinterpret_cast<MMC_COOKIE>(item.get()) == cookie) return item;
   }
   return nullptr;
 }
+
+CPolicyNode* CComputerComponent::PolicyItem(MMC_COOKIE cookie) const { return SharedPolicyItem(cookie).get(); }
 
 CEnrollmentPolicyNode* CComputerComponent::EnrollmentItem(MMC_COOKIE cookie) const {
   if (!m_enrollment || !m_enrollment->Item()) return nullptr;
@@ -184,11 +215,29 @@ HRESULT CComputerComponent::CompareObjects(LPDATAOBJECT a, LPDATAOBJECT b) {
   return HResultBoundary(scope, [&]() -> HRESULT { return m_snapin.CompareObjects(a, b); });
 }
 
-HRESULT CComputerComponent::CreatePropertyPages(LPPROPERTYSHEETCALLBACK provider, LONG_PTR, LPDATAOBJECT) {
+HRESULT CComputerComponent::CreatePropertyPages(LPPROPERTYSHEETCALLBACK provider, LONG_PTR handle, LPDATAOBJECT object) {
   VXTraceNS::CTraceScope scope("CComputerComponent::CreatePropertyPages()");
   return HResultBoundary(scope, [&]() -> HRESULT {
     HPTR(provider);
-    // The policy pages are not built yet: node_tree lists them (PropertyPages), none is added here.
+    const DataObjectContent* content = CDataObject::ContentOf(object);
+    std::shared_ptr<CPolicyNode> policy = content ? SharedPolicyItem(content->cookie) : nullptr;
+    if (!policy) {
+      pages::FreeNotifyHandle(handle);  // no page of this item will notify
+      return S_OK;
+    }
+    for (PropertyPageKind kind : policy->PropertyPages()) {
+      if (kind != PropertyPageKind::AuthPolicy) continue;
+      IGPEInformation* gpe = m_shown && !policy->IsRsopMode() ? m_shown->GpeInformation() : nullptr;
+      auto source = std::make_shared<HeldGpeInformation>(Microsoft::WRL::ComPtr<IGPEInformation>(gpe));
+      auto presenter = std::make_unique<pages::CAuthPolicyPage>(policy, std::move(source), pages::PagesClock());
+      // The page owns the notification handle; it names this item when it notifies.
+      HPROPSHEETPAGE page = pages::CAuthPolicyPageWindow::Create(std::move(presenter), handle,
+                                                                 static_cast<LPARAM>(content->cookie));
+      if (page == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
+      const HRESULT added = provider->AddPage(page);
+      if (FAILED(added)) ::DestroyPropertySheetPage(page);
+      VX_CHECK(added);
+    }
     return S_OK;
   });
 }

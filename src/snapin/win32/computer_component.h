@@ -51,6 +51,8 @@ class CComputerComponent : public IComponent, public IExtendPropertySheet2 {
   HRESULT Hide();
   // The policy item or enrollment item a result cookie names in the node shown; null otherwise.
   CPolicyNode* PolicyItem(MMC_COOKIE cookie) const;
+  std::shared_ptr<CPolicyNode> SharedPolicyItem(MMC_COOKIE cookie) const;
+  HRESULT PropertyChange(LPARAM param);
   CEnrollmentPolicyNode* EnrollmentItem(MMC_COOKIE cookie) const;
 
   CComputerSnapin& m_snapin;

@@ -1,0 +1,110 @@
+#include "pages/win32/page_modules.h"
+
+#include "pages/page_types.h"
+
+#include "platform/win32/win32_clock.h"
+#include "platform/win32/win32_handles.h"
+
+namespace vx::pages {
+
+namespace {
+
+PageModules g_modules;
+
+const LPCWSTR kManifestResource = MAKEINTRESOURCEW(2);  // ISOLATIONAWARE_MANIFEST_RESOURCE_ID
+
+HMODULE ConsoleLibrary() {
+  // The console has it loaded; a host without it has no notifications to pass on.
+  HMODULE library = ::GetModuleHandleW(L"mmcbase.dll");
+  return library ? library : ::LoadLibraryW(L"mmcbase.dll");
+}
+
+}  // namespace
+
+void InstallPageModules(const PageModules& modules) { g_modules = modules; }
+
+const PageModules& CurrentPageModules() {
+  if (g_modules.dll == nullptr) g_modules.dll = ::GetModuleHandleW(nullptr);
+  if (g_modules.resources == nullptr) g_modules.resources = g_modules.dll;
+  return g_modules;
+}
+
+HANDLE PagesActivationContext() {
+  static const HANDLE context = [] {
+    ACTCTXW request{};
+    request.cbSize = sizeof(request);
+    request.dwFlags = ACTCTX_FLAG_HMODULE_VALID | ACTCTX_FLAG_RESOURCE_NAME_VALID;
+    request.hModule = CurrentPageModules().dll;
+    request.lpResourceName = kManifestResource;
+    HANDLE made = ::CreateActCtxW(&request);
+    if (made == INVALID_HANDLE_VALUE) return HANDLE{nullptr};
+    // The control classes of version 6 are registered inside the context.
+    ULONG_PTR cookie = 0;
+    if (::ActivateActCtx(made, &cookie)) {
+      INITCOMMONCONTROLSEX controls{sizeof(controls), ICC_LISTVIEW_CLASSES | ICC_LINK_CLASS | ICC_USEREX_CLASSES |
+                                                          ICC_STANDARD_CLASSES | ICC_DATE_CLASSES};
+      ::InitCommonControlsEx(&controls);
+      ::DeactivateActCtx(0, cookie);
+    }
+    return made;
+  }();
+  return context;
+}
+
+CActivationScope::CActivationScope() {
+  if (HANDLE context = PagesActivationContext()) m_active = ::ActivateActCtx(context, &m_cookie) != FALSE;
+}
+
+CActivationScope::~CActivationScope() {
+  if (m_active) ::DeactivateActCtx(0, m_cookie);
+}
+
+HICON LoadResourceIcon(UINT id, int size) {
+  return static_cast<HICON>(
+      ::LoadImageW(CurrentPageModules().resources, MAKEINTRESOURCEW(id), IMAGE_ICON, size, size, LR_DEFAULTCOLOR));
+}
+
+int AddResourceIcon(HIMAGELIST list, UINT id, int size) {
+  HICON icon = LoadResourceIcon(id, size);
+  const int index = icon ? ImageList_AddIcon(list, icon) : -1;
+  if (icon) ::DestroyIcon(icon);
+  return index;
+}
+
+int AddTokenIcon(HIMAGELIST list, const PageToken& token, int size) {
+  if (token.icon != 0) {
+    const int index = ImageList_AddIcon(list, reinterpret_cast<HICON>(static_cast<UINT_PTR>(token.icon)));
+    if (index >= 0) return index;
+  }
+  return AddResourceIcon(list, IDI_CREDENTIAL, size);
+}
+
+HRESULT PropertyChangeNotify(LONG_PTR handle, LPARAM param) {
+  using Notify = HRESULT(STDAPICALLTYPE*)(LONG_PTR, LPARAM);
+  HMODULE library = ConsoleLibrary();
+  const auto notify = library ? platform::ProcAddress<Notify>(library, "MMCPropertyChangeNotify") : nullptr;
+  return notify ? notify(handle, param) : E_NOTIMPL;
+}
+
+void FreeNotifyHandle(LONG_PTR handle) {
+  using Free = HRESULT(STDAPICALLTYPE*)(LONG_PTR);
+  if (handle == 0) return;
+  HMODULE library = ConsoleLibrary();
+  if (const auto free = library ? platform::ProcAddress<Free>(library, "MMCFreeNotifyHandle") : nullptr) free(handle);
+}
+
+platform::IClock& PagesClock() {
+  static platform::Win32Clock clock;
+  return clock;
+}
+
+std::wstring ControlText(HWND dialog, int id) {
+  HWND control = ::GetDlgItem(dialog, id);
+  const int length = control ? ::GetWindowTextLengthW(control) : 0;
+  std::wstring text(static_cast<size_t>(length) + 1, L'\0');
+  if (length > 0) ::GetWindowTextW(control, text.data(), length + 1);
+  text.resize(static_cast<size_t>(length));
+  return text;
+}
+
+}  // namespace vx::pages

@@ -1,0 +1,61 @@
+// What the page and dialog windows need of the module: the DLL (its manifest gives the windows
+// version 6 of the common controls), the language resource module (templates, menus, icons), the
+// console's property-change calls, and the system clock.
+#pragma once
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <string>
+
+#include "pages/page_tokens.h"
+#include "platform/clock.h"
+
+namespace vx::pages {
+
+struct PageModules {
+  HMODULE dll = nullptr;        // whose manifest (resource 2) names the common controls
+  HMODULE resources = nullptr;  // the language resource module
+};
+
+// Installed at module load; until then both are the process's executable.
+void InstallPageModules(const PageModules& modules);
+const PageModules& CurrentPageModules();
+
+// The activation context of the DLL's manifest, made once; null when it cannot be made (the windows
+// then get whatever the console has).
+HANDLE PagesActivationContext();
+
+// Activates the DLL's context for its lifetime: windows created meanwhile use its control classes.
+class CActivationScope {
+ public:
+  CActivationScope();
+  ~CActivationScope();
+  CActivationScope(const CActivationScope&) = delete;
+  CActivationScope& operator=(const CActivationScope&) = delete;
+
+ private:
+  ULONG_PTR m_cookie = 0;
+  bool m_active = false;
+};
+
+// A module icon of the language resources at a size; null when missing. The caller destroys it.
+HICON LoadResourceIcon(UINT id, int size);
+// A module icon added to an image list of that size; the index, -1 when it could not be added.
+int AddResourceIcon(HIMAGELIST list, UINT id, int size);
+// A token's own icon added to an image list (a copy: the handle stays the plug-in's), else the
+// generic credential icon.
+int AddTokenIcon(HIMAGELIST list, const PageToken& token, int size);
+
+// MMCPropertyChangeNotify and MMCFreeNotifyHandle of the console's library, if it is loaded.
+HRESULT PropertyChangeNotify(LONG_PTR handle, LPARAM param);
+void FreeNotifyHandle(LONG_PTR handle);
+
+// The system clock, for the pages' dates.
+platform::IClock& PagesClock();
+
+// The text of a dialog control.
+std::wstring ControlText(HWND dialog, int id);
+
+}  // namespace vx::pages
