@@ -1,10 +1,13 @@
 // A console host for namespace extensions of the editor's Software Settings nodes: a tree and a
 // result list in real common controls, driven through the console interfaces as the editor does.
 //
-//   console.exe (<GPO folder> | --rsop FIXTURE) [--user] [--expand-to NAME] [--screenshot FILE.bmp] [--exit]
+//   console.exe (<GPO folder> | --rsop FIXTURE) [--user] [--expand-to NAME] [--properties ITEM]
+//               [--add-dialog FILE.bmp] [--screenshot FILE.bmp] [--exit]
 //
 // With --rsop the host is the RSoP console over a fixture file of applied settings instead of the
 // editor over a GPO folder. --expand-to looks below the computer root, or the user root with --user.
+// --properties opens the property sheet of that result item (the screenshot is then of the sheet);
+// --add-dialog also opens the page's add-credential dialog and saves a screenshot of it.
 #include <windows.h>
 
 #include <commctrl.h>
@@ -24,6 +27,8 @@
 #include "gpo_folder.h"
 #include "rsop_root.h"
 #include "screenshot.h"
+#include "resource_ids.h"
+#include "sheet_script.h"
 
 using Microsoft::WRL::ComPtr;
 using namespace vx::console;
@@ -31,12 +36,13 @@ using namespace vx::console;
 namespace {
 
 struct Options {
-  std::wstring folder, rsop, expandTo, screenshot;
+  std::wstring folder, rsop, expandTo, screenshot, properties, addDialog;
   bool user = false, exitAfter = false;
 };
 
 constexpr wchar_t kUsage[] =
-    L"usage: console.exe (<GPO folder> | --rsop FIXTURE) [--user] [--expand-to NAME] [--screenshot FILE.bmp] [--exit]\n";
+    L"usage: console.exe (<GPO folder> | --rsop FIXTURE) [--user] [--expand-to NAME] [--properties ITEM]\n"
+    L"                   [--add-dialog FILE.bmp] [--screenshot FILE.bmp] [--exit]\n";
 
 bool ParseArguments(int argc, wchar_t** argv, Options& options) {
   for (int i = 1; i < argc; ++i) {
@@ -47,6 +53,10 @@ bool ParseArguments(int argc, wchar_t** argv, Options& options) {
       options.rsop = argv[++i];
     } else if (arg == L"--user") {
       options.user = true;
+    } else if (arg == L"--properties" && i + 1 < argc) {
+      options.properties = argv[++i];
+    } else if (arg == L"--add-dialog" && i + 1 < argc) {
+      options.addDialog = argv[++i];
     } else if (arg == L"--screenshot" && i + 1 < argc) {
       options.screenshot = argv[++i];
     } else if (arg == L"--exit") {
@@ -57,6 +67,7 @@ bool ParseArguments(int argc, wchar_t** argv, Options& options) {
       return false;
     }
   }
+  if (!options.addDialog.empty() && options.properties.empty()) return false;
   return options.folder.empty() != options.rsop.empty();  // one of the two
 }
 
@@ -116,7 +127,22 @@ int wmain(int argc, wchar_t** argv) {
     }
     std::fflush(stdout);
     // The screenshot is taken once the window has painted.
+    SheetScript sheet{options.screenshot, options.addDialog.empty() ? 0u : ID_POLICY_ADD, options.addDialog,
+                      options.exitAfter};
     host.OnTimer([&] {
+      if (!options.properties.empty()) {
+        StartSheetScript(sheet);
+        if (!host.OpenProperties(options.properties)) {
+          std::fwprintf(stderr, L"console: no properties of \"%ls\"\n", options.properties.c_str());
+          code = 3;
+        } else if (FAILED(sheet.result)) {
+          std::fwprintf(stderr, L"console: the sheet's screenshots failed (0x%08lX)\n",
+                        static_cast<unsigned long>(sheet.result));
+          code = 4;
+        }
+        if (options.exitAfter) ::DestroyWindow(host.Window());
+        return;
+      }
       if (!options.screenshot.empty()) {
         const HRESULT saved = SaveWindowBitmap(host.Window(), options.screenshot);
         if (FAILED(saved)) {
@@ -127,7 +153,8 @@ int wmain(int argc, wchar_t** argv) {
       }
       if (options.exitAfter) ::DestroyWindow(host.Window());
     });
-    if (!options.screenshot.empty() || options.exitAfter) ::SetTimer(host.Window(), kShowTimer, 1500, nullptr);
+    if (!options.screenshot.empty() || options.exitAfter || !options.properties.empty())
+      ::SetTimer(host.Window(), kShowTimer, 1500, nullptr);
     MSG message;
     while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
       ::TranslateMessage(&message);

@@ -320,19 +320,39 @@ void ConsoleHost::Layout() {
 }
 
 // A double-clicked result item opens its properties; the list shows what they changed.
-void ConsoleHost::OpenProperties(int row) {
+int ConsoleHost::ResultRow(const std::wstring& name) const {
+  const auto rows = ResultRows();
+  for (size_t row = 0; row < rows.size(); ++row) {
+    if (!rows[row].empty() && (rows[row][0] == name || rows[row][0] == L"[DNL]" + name)) return static_cast<int>(row);
+  }
+  return -1;
+}
+
+bool ConsoleHost::OpenProperties(const std::wstring& name) { return OpenProperties(ResultRow(name)); }
+
+HWND ConsoleHost::OpenPropertiesModeless(const std::wstring& name) {
+  HWND sheet = nullptr;
+  return ShowProperties(ResultRow(name), &sheet) == S_OK ? sheet : nullptr;
+}
+
+bool ConsoleHost::OpenProperties(int row) {
+  if (ShowProperties(row, nullptr) != S_OK) return false;
+  RefreshResults();
+  return true;
+}
+
+HRESULT ConsoleHost::ShowProperties(int row, HWND* modelessSheet) {
   ScopeNode* node = m_shown ? NodeOf(m_shown) : nullptr;
-  if (row < 0 || !node || node->extension < 0 || !m_extensions[node->extension].component) return;
+  if (row < 0 || !node || node->extension < 0 || !m_extensions[node->extension].component) return S_FALSE;
   LVITEMW item{};
   item.mask = LVIF_PARAM | LVIF_TEXT;
   item.iItem = row;
   wchar_t text[260] = {};
   item.pszText = text;
   item.cchTextMax = 260;
-  if (!::SendMessageW(m_list, LVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item))) return;
-  if (ShowPropertySheet(m_window, m_extensions[node->extension].component.Get(), static_cast<MMC_COOKIE>(item.lParam),
-                        text, NotifyHandle(node->extension, false)) == S_OK)
-    RefreshResults();
+  if (!::SendMessageW(m_list, LVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item))) return S_FALSE;
+  return ShowPropertySheet(m_window, m_extensions[node->extension].component.Get(), static_cast<MMC_COOKIE>(item.lParam),
+                           text, NotifyHandle(node->extension, false), modelessSheet);
 }
 
 LONG_PTR ConsoleHost::NotifyHandle(int extension, bool scope) {

@@ -51,6 +51,11 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   // What the windows show: the names below a tree node (expanding it), and the result rows.
   std::vector<std::wstring> Children(const std::vector<std::wstring>& path);
   std::vector<std::vector<std::wstring>> ResultRows() const;
+  // Opens the property sheet of the result row of that name (modal, as a double click does); false
+  // when there is no such row or it has no pages.
+  bool OpenProperties(const std::wstring& name);
+  // The same sheet left open (as the console shows it); null when it could not be made.
+  HWND OpenPropertiesModeless(const std::wstring& name);
   // The notify handle a property sheet of the scope node at path is given, and the node's cookie
   // (what its pages name in MMCPropertyChangeNotify); 0 when there is no such node of an extension.
   LONG_PTR ScopeNotifyHandle(const std::vector<std::wstring>& path, MMC_COOKIE* cookie);
@@ -138,7 +143,9 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   void AddRoot(const ConsoleRoot& root);
   HTREEITEM FindPath(const std::vector<std::wstring>& path);
   void RefreshResults();
-  void OpenProperties(int row);
+  bool OpenProperties(int row);
+  int ResultRow(const std::wstring& name) const;
+  HRESULT ShowProperties(int row, HWND* modelessSheet);
   LONG_PTR NotifyHandle(int extension, bool scope);
   void OnPropertyChange(WPARAM handle, LPARAM param);
 

@@ -46,7 +46,7 @@ class PageCollector final : public IPropertySheetCallback {
 }  // namespace
 
 HRESULT ShowPropertySheet(HWND owner, IComponent* component, MMC_COOKIE cookie, const std::wstring& title,
-                          LONG_PTR notifyHandle) {
+                          LONG_PTR notifyHandle, HWND* modelessSheet) {
   ComPtr<IExtendPropertySheet> extend;
   HRESULT hr = component->QueryInterface(IID_IExtendPropertySheet, reinterpret_cast<void**>(extend.GetAddressOf()));
   if (FAILED(hr)) return S_FALSE;
@@ -60,13 +60,17 @@ HRESULT ShowPropertySheet(HWND owner, IComponent* component, MMC_COOKIE cookie, 
   if (collector.pages.empty()) return S_FALSE;
   PROPSHEETHEADERW header{};
   header.dwSize = sizeof(header);
-  header.dwFlags = PSH_DEFAULT;
+  header.dwFlags = modelessSheet ? PSH_MODELESS : PSH_DEFAULT;
   header.hwndParent = owner;
   header.pszCaption = title.c_str();
   header.nPages = static_cast<UINT>(collector.pages.size());
   header.phpage = collector.pages.data();
   const INT_PTR result = ::PropertySheetW(&header);
-  collector.pages.clear();  // the sheet destroyed them
+  collector.pages.clear();  // the sheet owns them now
+  if (modelessSheet) {
+    *modelessSheet = reinterpret_cast<HWND>(result);
+    return result == 0 ? HRESULT_FROM_WIN32(::GetLastError()) : S_OK;
+  }
   return result < 0 ? HRESULT_FROM_WIN32(::GetLastError()) : S_OK;
 }
 

@@ -1,0 +1,27 @@
+// Steps the host takes by itself once a result item's property sheet is up: a screenshot of the
+// sheet, then optionally the page's add command and a screenshot of the dialog it opens, then the
+// sheet closed. The steps run on timers of the host's thread, inside the sheet's and the dialog's
+// own message loops.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace vx::console {
+
+struct SheetScript {
+  std::wstring sheetShot;   // the sheet, or empty
+  UINT command = 0;         // a WM_COMMAND for the current page after the shot, or 0
+  std::wstring dialogShot;  // the dialog that command opens, or empty
+  bool close = false;       // cancel the sheet at the end
+  HRESULT result = S_OK;    // the first failure of a step
+};
+
+// Arms the first step; the script must outlive the sheet.
+void StartSheetScript(SheetScript& script);
+
+// The visible modal window (#32770) of this thread that is not owner, or null.
+HWND FindTopDialog();
+
+}  // namespace vx::console
