@@ -1,6 +1,5 @@
-// The registry port's contract: one GoogleTest suite, RegistryContract, that every implementation
-// passes. It runs natively over MemoryRegistry and under Wine over Win32Registry, which is what shows
-// that the in-memory registry behaves like the real one.
+// The registry port's contract: one suite, RegistryContract, that every implementation passes. It runs
+// natively over MemoryRegistry and under Wine over Win32Registry, which keeps the two alike.
 //
 // An implementation instantiates it with a factory of its environment:
 //   INSTANTIATE_TEST_SUITE_P(Memory, RegistryContract,
@@ -29,14 +28,13 @@ class RegistryEnvironment {
   virtual ~RegistryEnvironment() = default;
   // A fresh, empty key opened with KEY_ALL_ACCESS.
   virtual std::unique_ptr<IRegistryKey> NewScratchKey() = 0;
-  // The registry under test, for root and view cases.
   virtual IRegistry& Registry() = 0;
-  // A fresh path below root that does not exist yet: under LocalMachine it starts with "SOFTWARE\",
-  // under CurrentUser with "Software\", under ClassesRoot it is one component.
+  // A fresh path below root that does not exist yet, as ScratchPathFor makes it.
   virtual std::u16string NewScratchPath(RegistryRoot root) = 0;
 };
 
-// The scratch path of each root for a unique id, as NewScratchPath describes it.
+// "SOFTWARE\VXGPOSnapinTests\<id>" below LocalMachine (so that it has a 32-bit view), one component
+// "VXGPOSnapinTests.<id>" below ClassesRoot, "Software\VXGPOSnapinTests\<id>" elsewhere.
 std::u16string ScratchPathFor(RegistryRoot root, std::u16string_view id);
 
 struct RegistryTarget {
@@ -45,17 +43,14 @@ struct RegistryTarget {
 };
 
 inline void PrintTo(const RegistryTarget& target, std::ostream* os) { *os << target.name; }
-inline std::string RegistryTargetName(const ::testing::TestParamInfo<RegistryTarget>& info) {
-  return info.param.name;
-}
+inline std::string RegistryTargetName(const ::testing::TestParamInfo<RegistryTarget>& info) { return info.param.name; }
 
 class RegistryContract : public ::testing::TestWithParam<RegistryTarget> {
  protected:
   void SetUp() override;
-  void TearDown() override;
 
   std::unique_ptr<RegistryEnvironment> env_;
-  std::unique_ptr<IRegistryKey> key_;  // the scratch key of the test
+  std::unique_ptr<IRegistryKey> key_;  // the test's scratch key, closed before its environment goes
 };
 
 }  // namespace vx::contract

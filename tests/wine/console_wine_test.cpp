@@ -1,30 +1,30 @@
 // The snap-in as an administrator meets it: the built DLL registered in the prefix, loaded by the
-// console host into real tree and list windows over GPO folders kept as Registry.pol and gpt.ini.
-// Screenshots of what the windows show are kept in artefacts/ beside the program.
+// console host into real tree and list windows over GPO folders kept as Registry.pol and gpt.ini, or
+// over an RSoP fixture. Screenshots of what the windows show are kept in artefacts/ beside the program.
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <wrl/client.h>
 
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <wrl/client.h>
-
 #include "console_host.h"
 #include "gpo/gpt_ini.h"
 #include "gpo/registry_pol.h"
 #include "gpo_folder.h"
 #include "platform/text.h"
-#include "rsop_root.h"
+#include "platform/win32/win32_handles.h"
 #include "policy/auth_policy.h"
+#include "policy/multi_sz.h"
 #include "policy/policy_settings.h"
 #include "policy/win32/gpe_information.h"
+#include "rsop_root.h"
 #include "sample_tokens.h"
 #include "screenshot.h"
 
@@ -39,11 +39,12 @@ using vxtest::BesideProgram;
 constexpr wchar_t kMachine[] = L"Computer Configuration\\Software Settings";
 constexpr wchar_t kUser[] = L"User Configuration\\Software Settings";
 
+std::string Narrow(const std::wstring& text) { return vx::Utf16ToUtf8(vx::AsU16(text.c_str())); }
+
 // A file of the build, as Wine sees the build tree on its drive Z:.
 std::wstring WindowsPath(const char* path) {
   std::wstring windows = L"Z:" + std::wstring(vx::AsWide(vx::Utf8ToUtf16(path)));
-  for (wchar_t& c : windows)
-    if (c == L'/') c = L'\\';
+  std::replace(windows.begin(), windows.end(), L'/', L'\\');
   return windows;
 }
 
@@ -52,22 +53,15 @@ std::vector<BYTE> ReadBytes(const std::wstring& path) {
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-void WriteBytes(const std::wstring& path, const std::vector<BYTE>& bytes) {
-  std::ofstream out(path.c_str(), std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+template <class Bytes>
+void WriteBytes(const std::wstring& path, const Bytes& bytes) {
+  std::ofstream(path.c_str(), std::ios::binary | std::ios::trunc)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-// A REG_MULTI_SZ of masks as the store writes them.
-std::vector<BYTE> Masks(std::initializer_list<const char16_t*> masks) {
-  std::u16string image;
-  for (const char16_t* mask : masks) image.append(mask).push_back(u'\0');
-  image.push_back(u'\0');
-  const auto* bytes = reinterpret_cast<const BYTE*>(image.data());
-  return {bytes, bytes + image.size() * sizeof(char16_t)};
-}
-
-vx::gpo::PolRecord Setting(const char16_t* name, std::vector<BYTE> data) {
-  return {vx::policy::kApplicationKey, name, REG_MULTI_SZ, std::move(data)};
+// A policy value of the application key with the masks as the store writes them.
+vx::gpo::PolRecord Setting(const char16_t* name, std::vector<ULONGLONG> masks) {
+  return {vx::policy::kApplicationKey, name, REG_MULTI_SZ, vx::policy::SerializeMultiSz(masks)};
 }
 
 // Runs the host's messages for a while, so that the windows paint.
@@ -104,18 +98,14 @@ class MessageBoxWatcher {
           }
         }) {}
   ~MessageBoxWatcher() { Stop(); }
-  std::wstring Text() {
-    Stop();
-    return m_text;
-  }
-  const std::wstring& Caption() const { return m_caption; }
-  HRESULT Saved() const { return m_saved; }
-
- private:
   void Stop() {
     m_stop = true;
     if (m_thread.joinable()) m_thread.join();
   }
+  std::wstring m_screenshot, m_text, m_caption;
+  HRESULT m_saved = E_PENDING;
+
+ private:
   static HWND Find() {
     HWND found = nullptr;
     ::EnumWindows(
@@ -133,28 +123,25 @@ class MessageBoxWatcher {
     return found;
   }
   std::atomic<bool> m_stop{false};
-  std::wstring m_screenshot, m_text, m_caption;
-  HRESULT m_saved = E_PENDING;
   std::thread m_thread;
 };
 
 class ConsoleWine : public ::testing::Test {
  protected:
+  using Entry = HRESULT(STDAPICALLTYPE*)();
   static void SetUpTestSuite() {
     ASSERT_TRUE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
     s_module = ::LoadLibraryW(WindowsPath(VX_SNAPIN_DLL).c_str());
     ASSERT_NE(s_module, nullptr) << "the snap-in DLL is built before this test";
-    using Entry = HRESULT(STDAPICALLTYPE*)();
-    const auto reg = reinterpret_cast<Entry>(reinterpret_cast<void*>(::GetProcAddress(s_module, "DllRegisterServer")));
-    ASSERT_NE(reg, nullptr);
-    ASSERT_EQ(reg(), S_OK);
+    const auto registerServer = vx::platform::ProcAddress<Entry>(s_module, "DllRegisterServer");
+    ASSERT_NE(registerServer, nullptr);
+    ASSERT_EQ(registerServer(), S_OK);
   }
   static void TearDownTestSuite() {
     if (s_module) {
-      using Entry = HRESULT(STDAPICALLTYPE*)();
-      const auto unreg =
-          reinterpret_cast<Entry>(reinterpret_cast<void*>(::GetProcAddress(s_module, "DllUnregisterServer")));
-      if (unreg) unreg();
+      if (const auto unregisterServer = vx::platform::ProcAddress<Entry>(s_module, "DllUnregisterServer")) {
+        unregisterServer();
+      }
     }
     ::CoFreeUnusedLibraries();
     ::CoUninitialize();
@@ -162,12 +149,9 @@ class ConsoleWine : public ::testing::Test {
 
   void SetUp() override {
     vxtest::RemovePlugins();
-    folder = BesideProgram(L"console_gpo_" + std::to_wstring(::GetCurrentProcessId()));
-    std::filesystem::remove_all(folder);
-    std::filesystem::create_directories(folder + L"\\Machine");
-    std::filesystem::create_directories(folder + L"\\User");
-    WriteBytes(folder + L"\\gpt.ini", {'[', 'G', 'e', 'n', 'e', 'r', 'a', 'l', ']', '\r', '\n', 'V', 'e', 'r', 's',
-                                       'i', 'o', 'n', '=', '0', '\r', '\n'});
+    std::filesystem::create_directories(folder / L"Machine");
+    std::filesystem::create_directories(folder / L"User");
+    WriteBytes(folder / L"gpt.ini", std::string("[General]\r\nVersion=0\r\n"));
     std::filesystem::create_directories(BesideProgram(L"artefacts"));
   }
   void TearDown() override {
@@ -175,24 +159,22 @@ class ConsoleWine : public ::testing::Test {
     host.reset();
     gpo.reset();
     vxtest::RemovePlugins();
-    std::filesystem::remove_all(folder);
   }
 
   void RegisterSamples() { ASSERT_TRUE(vxtest::RegisterSampleTokens()); }
   void WritePol(const wchar_t* section, const std::vector<vx::gpo::PolRecord>& records) {
-    WriteBytes(folder + L"\\" + section + L"\\Registry.pol", vx::gpo::WriteRegistryPol(records));
+    WriteBytes(folder / (section + std::wstring(L"\\Registry.pol")), vx::gpo::WriteRegistryPol(records));
   }
   // Opens the folder in a new host window, as `console.exe <folder>` does.
   void Open() {
-    gpo = std::make_unique<GpoFolder>(folder);
-    ASSERT_EQ(gpo->Load(), S_OK) << std::string(vx::Utf16ToUtf8(vx::AsU16(gpo->Error().c_str())));
+    gpo = std::make_unique<GpoFolder>(folder.Path());
+    ASSERT_EQ(gpo->Load(), S_OK) << Narrow(gpo->Error());
     host = std::make_unique<ConsoleHost>(EditorRoots(gpo.get()));
     ASSERT_EQ(host->Create(), S_OK);
     ASSERT_GE(host->LoadExtensions(), 1u);
   }
   Rows Show(const std::wstring& root, const wchar_t* node) {
-    const std::vector<std::wstring> path{root, L"Vantorix Keystone Client", L"Security", node};
-    EXPECT_TRUE(host->Select(path));
+    EXPECT_TRUE(host->Select({root, L"Vantorix Keystone Client", L"Security", node}));
     return host->ResultRows();
   }
   // Keeps what the windows show; the result pane must not change meanwhile.
@@ -203,7 +185,7 @@ class ConsoleWine : public ::testing::Test {
     EXPECT_EQ(SaveWindowBitmap(host->Window(), BesideProgram(L"artefacts\\" + name + L".bmp")), S_OK);
   }
 
-  std::wstring folder;
+  vxtest::ScratchFolder folder;
   std::unique_ptr<GpoFolder> gpo;
   std::unique_ptr<ConsoleHost> host;
   static HMODULE s_module;
@@ -213,10 +195,10 @@ HMODULE ConsoleWine::s_module = nullptr;
 
 TEST_F(ConsoleWine, BothSectionsShowTheBranchAndTheirPolicies) {
   RegisterSamples();
-  WritePol(L"Machine", {Setting(u"LogonPolicy", Masks({u"0000000000000003", u"0000000000000001"}))});
+  WritePol(L"Machine", {Setting(u"LogonPolicy", {3, 1})});
   ASSERT_NO_FATAL_FAILURE(Open());
   for (const wchar_t* root : {kMachine, kUser}) {
-    EXPECT_EQ(host->Children({root}), std::vector<std::wstring>{L"[DNL]Vantorix Keystone Client"}) << root;
+    EXPECT_EQ(host->Children({root}), std::vector<std::wstring>{L"[DNL]Vantorix Keystone Client"}) << Narrow(root);
     EXPECT_EQ(host->Children({root, L"Vantorix Keystone Client"}), std::vector<std::wstring>{L"[DNL]Security"});
     EXPECT_EQ(host->Children({root, L"Vantorix Keystone Client", L"Security"}),
               (std::vector<std::wstring>{L"[DNL]Authentication", L"[DNL]Enrollment"}));
@@ -233,12 +215,12 @@ TEST_F(ConsoleWine, BothSectionsShowTheBranchAndTheirPolicies) {
 
 TEST_F(ConsoleWine, WithoutPluginsAuthenticationShowsTheErrorBoxAndNoItems) {
   ASSERT_NO_FATAL_FAILURE(Open());
-  MessageBoxWatcher watcher(BesideProgram(L"artefacts\\console-no-plugins-box.bmp"));
+  MessageBoxWatcher box(BesideProgram(L"artefacts\\console-no-plugins-box.bmp"));
   EXPECT_TRUE(Show(kMachine, L"Authentication").empty());
-  const std::wstring text = watcher.Text();
-  EXPECT_NE(text.find(L"No credential plug-ins of"), std::wstring::npos) << std::string(text.begin(), text.end());
-  EXPECT_FALSE(watcher.Caption().empty());
-  EXPECT_EQ(watcher.Saved(), S_OK);
+  box.Stop();
+  EXPECT_NE(box.m_text.find(L"No credential plug-ins of"), std::wstring::npos) << Narrow(box.m_text);
+  EXPECT_FALSE(box.m_caption.empty());
+  EXPECT_EQ(box.m_saved, S_OK);
   Screenshot(L"console-no-plugins");
 }
 
@@ -246,10 +228,9 @@ TEST_F(ConsoleWine, WithoutPluginsAuthenticationShowsTheErrorBoxAndNoItems) {
 // everything it held, the machine half of the version raised; a new host shows the saved state.
 TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndTheViewsFollow) {
   RegisterSamples();
-  const std::vector<vx::gpo::PolRecord> held = {
-      Setting(u"LogonPolicy", Masks({u"0000000000000001"})),
-      {u"Software\\Policies\\Other", u"**del.Stale", REG_SZ, {' ', 0, 0, 0}},
-      {u"Software\\Policies\\Other", u"Level", REG_DWORD, {7, 0, 0, 0}}};
+  const std::vector<vx::gpo::PolRecord> held = {Setting(u"LogonPolicy", {1}),
+                                                {u"Software\\Policies\\Other", u"**del.Stale", REG_SZ, {' ', 0, 0, 0}},
+                                                {u"Software\\Policies\\Other", u"Level", REG_DWORD, {7, 0, 0, 0}}};
   WritePol(L"Machine", held);
   ASSERT_NO_FATAL_FAILURE(Open());
   ASSERT_EQ(Show(kMachine, L"Authentication").size(), 3u);
@@ -261,24 +242,23 @@ TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndTheViewsFollow) {
   }
   std::vector<vx::gpo::PolRecord> written;
   vx::gpo::PolError error;
-  ASSERT_TRUE(vx::gpo::ParseRegistryPol(ReadBytes(folder + L"\\Machine\\Registry.pol"), written, error));
-  for (const vx::gpo::PolRecord& record : held)
-    EXPECT_NE(std::find(written.begin(), written.end(), record), written.end()) << std::string(
-        vx::Utf16ToUtf8(record.value));
-  EXPECT_NE(std::find(written.begin(), written.end(), Setting(u"RuntimePolicy", {0, 0})), written.end());
-  const std::vector<BYTE> ini = ReadBytes(folder + L"\\gpt.ini");
+  ASSERT_TRUE(vx::gpo::ParseRegistryPol(ReadBytes(folder / L"Machine\\Registry.pol"), written, error));
+  for (const vx::gpo::PolRecord& record : {held[0], held[1], held[2], Setting(u"RuntimePolicy", {})}) {
+    EXPECT_NE(std::find(written.begin(), written.end(), record), written.end()) << vx::Utf16ToUtf8(record.value);
+  }
+  const std::vector<BYTE> ini = ReadBytes(folder / L"gpt.ini");
   EXPECT_EQ(vx::gpo::GptIni::Parse({reinterpret_cast<const char*>(ini.data()), ini.size()}).Version(), 1u);
 
   // A page of the Authentication node tells the console through the host's mmcbase.dll; the snap-in
   // updates all views and the shown list follows without reopening the node.
-  const Rows saved{{L"Logon Policy", L"Enabled"}, {L"Runtime Policy", L"Disabled"}, {L"Kiosk Runtime Policy", L"Not configured"}};
-  using NotifyFunction = HRESULT(STDAPICALLTYPE*)(LONG_PTR, LPARAM);
-  HMODULE mmcbase = ::LoadLibraryW(WindowsPath(VX_MMCBASE_DLL).c_str());
+  const Rows saved{
+      {L"Logon Policy", L"Enabled"}, {L"Runtime Policy", L"Disabled"}, {L"Kiosk Runtime Policy", L"Not configured"}};
+  const vx::platform::UniqueLibrary mmcbase(::LoadLibraryW(WindowsPath(VX_MMCBASE_DLL).c_str()));
   ASSERT_NE(mmcbase, nullptr);
-  const auto notify = reinterpret_cast<NotifyFunction>(
-      reinterpret_cast<void*>(::GetProcAddress(mmcbase, "MMCPropertyChangeNotify")));
-  const auto freeHandle = reinterpret_cast<HRESULT(STDAPICALLTYPE*)(LONG_PTR)>(
-      reinterpret_cast<void*>(::GetProcAddress(mmcbase, "MMCFreeNotifyHandle")));
+  const auto notify =
+      vx::platform::ProcAddress<HRESULT(STDAPICALLTYPE*)(LONG_PTR, LPARAM)>(mmcbase.get(), "MMCPropertyChangeNotify");
+  const auto freeHandle =
+      vx::platform::ProcAddress<HRESULT(STDAPICALLTYPE*)(LONG_PTR)>(mmcbase.get(), "MMCFreeNotifyHandle");
   ASSERT_TRUE(notify && freeHandle);
   MMC_COOKIE cookie = 0;
   const LONG_PTR handle =
@@ -290,7 +270,6 @@ TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndTheViewsFollow) {
   Pump(100);
   EXPECT_EQ(host->ResultRows(), saved);
   EXPECT_EQ(freeHandle(handle), S_OK);
-  ::FreeLibrary(mmcbase);
 
   host->Shutdown();
   host.reset();
@@ -302,20 +281,17 @@ TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndTheViewsFollow) {
 // The RSoP console over applied settings: only what some GPO set is listed, with the winner's data.
 TEST_F(ConsoleWine, RsopViewListsTheAppliedPoliciesOfEachSection) {
   RegisterSamples();
-  const std::string fixtureText =
-      "machine | 2 | Branch Office Policy | LogonPolicy | 1\n"
-      "machine | 1 | Default Domain Policy | LogonPolicy | 3, 4\n"
-      "machine | 1 | Kiosk Policy | KioskRuntimePolicy | 4\n"
-      "user | 1 | Default Domain Policy | RuntimePolicy | 2\n";
-  const std::wstring file = folder + L"\\rsop.txt";
-  WriteBytes(file, {fixtureText.begin(), fixtureText.end()});
+  WriteBytes(folder / L"rsop.txt", std::string("machine | 2 | Branch Office Policy | LogonPolicy | 1\n"
+                                               "machine | 1 | Default Domain Policy | LogonPolicy | 3, 4\n"
+                                               "machine | 1 | Kiosk Policy | KioskRuntimePolicy | 4\n"
+                                               "user | 1 | Default Domain Policy | RuntimePolicy | 2\n"));
   RsopFixture fixture;
   std::wstring error;
-  ASSERT_EQ(fixture.Load(file, error), S_OK) << std::string(vx::Utf16ToUtf8(vx::AsU16(error.c_str())));
+  ASSERT_EQ(fixture.Load(folder / L"rsop.txt", error), S_OK) << Narrow(error);
   ASSERT_EQ(fixture.Register(), S_OK);
-  host = std::make_unique<ConsoleHost>(std::vector<ConsoleRoot>{
-      {kRsopMachineNodeType, kMachine, kIidRsopInformation, fixture.Information()},
-      {kRsopUserNodeType, kUser, kIidRsopInformation, fixture.Information()}});
+  host = std::make_unique<ConsoleHost>(
+      std::vector<ConsoleRoot>{{kRsopMachineNodeType, kMachine, kIidRsopInformation, fixture.Information()},
+                               {kRsopUserNodeType, kUser, kIidRsopInformation, fixture.Information()}});
   ASSERT_EQ(host->Create(), S_OK);
   ASSERT_EQ(host->LoadExtensions(), 2u) << "the machine and user RSoP classes";
   EXPECT_EQ(Show(kMachine, L"Authentication"),
@@ -327,15 +303,14 @@ TEST_F(ConsoleWine, RsopViewListsTheAppliedPoliciesOfEachSection) {
 }
 
 TEST_F(ConsoleWine, MalformedRegistryPolIsRefusedAndLeftAsItWas) {
-  const std::vector<vx::gpo::PolRecord> records{Setting(u"LogonPolicy", Masks({u"0000000000000001"}))};
+  const std::vector<vx::gpo::PolRecord> records{Setting(u"LogonPolicy", {1})};
   std::vector<BYTE> bytes = vx::gpo::WriteRegistryPol(records);
   bytes.resize(bytes.size() - 3);  // cut inside the last record
-  WriteBytes(folder + L"\\Machine\\Registry.pol", bytes);
-  GpoFolder broken(folder);
+  WriteBytes(folder / L"Machine\\Registry.pol", bytes);
+  GpoFolder broken(folder.Path());
   EXPECT_EQ(broken.Load(), HRESULT_FROM_WIN32(ERROR_INVALID_DATA));
-  EXPECT_NE(broken.Error().find(L"Registry.pol: byte "), std::wstring::npos)
-      << std::string(vx::Utf16ToUtf8(vx::AsU16(broken.Error().c_str())));
-  EXPECT_EQ(ReadBytes(folder + L"\\Machine\\Registry.pol"), bytes);
+  EXPECT_NE(broken.Error().find(L"Registry.pol: byte "), std::wstring::npos) << Narrow(broken.Error());
+  EXPECT_EQ(ReadBytes(folder / L"Machine\\Registry.pol"), bytes);
 }
 
 }  // namespace

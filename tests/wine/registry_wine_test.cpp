@@ -1,8 +1,6 @@
-// The registry contract over the real registry (Wine), plus what only the Win32 adapter has.
-// Each test works below its own HKCU\Software\VXGPOSnapinTests\<pid>-<n> (and, for the view cases,
-// HKLM\SOFTWARE\VXGPOSnapinTests\<pid>-<n> in both views), removed again after the test.
-#include "platform/win32/win32_registry.h"
-
+// The registry contract over the real registry, plus what only the Win32 adapter has. Each test works
+// below its own HKCU\Software\VXGPOSnapinTests\<pid>-<n> (for the view cases also HKLM\SOFTWARE\...
+// in both views), removed again after the test.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -12,6 +10,7 @@
 
 #include "contract/registry_contract.h"
 #include "platform/text.h"
+#include "platform/win32/win32_registry.h"
 
 namespace vx::platform {
 namespace {
@@ -19,11 +18,6 @@ namespace {
 using contract::RegistryContract;
 using contract::RegistryEnvironment;
 using contract::RegistryTarget;
-
-std::u16string NextId() {
-  static std::atomic<unsigned> counter{0};
-  return Widen(std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(++counter));
-}
 
 HKEY RootHandle(RegistryRoot root) {
   switch (root) {
@@ -35,7 +29,7 @@ HKEY RootHandle(RegistryRoot root) {
   return HKEY_USERS;
 }
 
-// Removes root\path with everything below it, in one view; ERROR_FILE_NOT_FOUND when it is gone.
+// Removes root\path with everything below it, in one view; ERROR_FILE_NOT_FOUND once it is gone.
 LONG DeleteTree(HKEY root, const std::u16string& path, REGSAM view) {
   HKEY key = nullptr;
   if (::RegOpenKeyExW(root, AsWide(path), 0, KEY_ALL_ACCESS | view, &key) == ERROR_SUCCESS) {
@@ -61,22 +55,24 @@ class Win32Environment final : public RegistryEnvironment {
     }
   }
 
-  std::unique_ptr<IRegistryKey> NewScratchKey() override {
-    const std::u16string path = NewScratchPath(RegistryRoot::CurrentUser);
-    HKEY key = nullptr;
-    if (::RegCreateKeyExW(HKEY_CURRENT_USER, AsWide(path), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                          nullptr) != ERROR_SUCCESS) {
-      return nullptr;
-    }
-    return WrapRegistryKey(key, true);
-  }
+  std::unique_ptr<IRegistryKey> NewScratchKey() override { return WrapRegistryKey(NewRawKey(), true); }
 
   IRegistry& Registry() override { return registry_; }
 
   std::u16string NewScratchPath(RegistryRoot root) override {
-    std::u16string path = contract::ScratchPathFor(root, NextId());
+    static std::atomic<unsigned> counter{0};
+    const std::string id = std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(++counter);
+    std::u16string path = contract::ScratchPathFor(root, Widen(id));
     made_.emplace_back(RootHandle(root), path);
     return path;
+  }
+
+  // A scratch key of the current user as a plain handle; null when it cannot be made.
+  HKEY NewRawKey() {
+    HKEY key = nullptr;
+    ::RegCreateKeyExW(HKEY_CURRENT_USER, AsWide(NewScratchPath(RegistryRoot::CurrentUser)), 0, nullptr, 0,
+                      KEY_ALL_ACCESS, nullptr, &key, nullptr);
+    return key;
   }
 
  private:
@@ -91,51 +87,38 @@ INSTANTIATE_TEST_SUITE_P(Win32, RegistryContract, ::testing::Values(RegistryTarg
 
 class Win32RegistryTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    key_ = env_.NewScratchKey();
-    ASSERT_TRUE(key_);
-    ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, AsWide(env_.NewScratchPath(RegistryRoot::CurrentUser)), 0,
-                                nullptr, 0, KEY_ALL_ACCESS, nullptr, &raw_, nullptr),
-              ERROR_SUCCESS);
-  }
-  void TearDown() override {
-    if (raw_ != nullptr) ::RegCloseKey(raw_);
-  }
+  void SetUp() override { ASSERT_NE(raw_, nullptr); }
+  void TearDown() override { ::RegCloseKey(raw_); }
 
   Win32Environment env_;
-  std::unique_ptr<IRegistryKey> key_;
-  HKEY raw_ = nullptr;  // a plain handle to a scratch key of its own
+  HKEY raw_ = env_.NewRawKey();
 };
 
 TEST_F(Win32RegistryTest, WrappedHandleIsClosedOnlyWhenOwned) {
+  const BYTE one[4] = {1, 0, 0, 0};
   HKEY copy = nullptr;
   ASSERT_EQ(::RegOpenKeyExW(raw_, L"", 0, KEY_ALL_ACCESS, &copy), ERROR_SUCCESS);
   WrapRegistryKey(raw_, false).reset();
-  EXPECT_EQ(::RegSetValueExW(raw_, L"Open", 0, REG_DWORD, reinterpret_cast<const BYTE*>("\1\0\0\0"), 4),
-            ERROR_SUCCESS);
+  EXPECT_EQ(::RegSetValueExW(raw_, L"Open", 0, REG_DWORD, one, 4), ERROR_SUCCESS);
   WrapRegistryKey(copy, true).reset();
-  EXPECT_EQ(::RegSetValueExW(copy, L"Closed", 0, REG_DWORD, reinterpret_cast<const BYTE*>("\1\0\0\0"), 4),
-            ERROR_INVALID_HANDLE);
+  EXPECT_EQ(::RegSetValueExW(copy, L"Closed", 0, REG_DWORD, one, 4), ERROR_INVALID_HANDLE);
   EXPECT_EQ(WrapRegistryKey(nullptr, true), nullptr);
 }
 
-// Names and text cross the boundary unchanged, both ways, beyond ASCII too.
+// Names and text cross the boundary unchanged, both ways, beyond ASCII and the BMP too.
 TEST_F(Win32RegistryTest, TextIsTheApisTextBothWays) {
   auto key = WrapRegistryKey(raw_, false);
   std::unique_ptr<IRegistryKey> sub;
   ASSERT_EQ(key->CreateKey(u"\u0414\u043e\u043c {94B2C874}", KEY_ALL_ACCESS, sub), ERROR_SUCCESS);
   ASSERT_EQ(WriteString(*sub, u"\u00c9t\u00e9", u"\u65e5\u672c \U0001F600"), ERROR_SUCCESS);
 
-  HKEY plain = nullptr;
-  ASSERT_EQ(::RegOpenKeyExW(raw_, L"\u0434\u043e\u043c {94b2c874}", 0, KEY_READ, &plain), ERROR_SUCCESS);
   wchar_t text[16] = {};
   DWORD size = sizeof text, type = 0;
-  EXPECT_EQ(::RegQueryValueExW(plain, L"\u00e9t\u00e9", nullptr, &type, reinterpret_cast<BYTE*>(text), &size),
+  EXPECT_EQ(::RegGetValueW(raw_, L"\u0434\u043e\u043c {94b2c874}", L"\u00e9t\u00e9", RRF_RT_ANY, &type, text, &size),
             ERROR_SUCCESS);
   EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-  EXPECT_EQ(size, 12u);  // five UTF-16 units and the NUL
+  EXPECT_EQ(size, 12u) << "five UTF-16 units and the NUL";
   EXPECT_EQ(std::wstring(text), L"\u65e5\u672c \U0001F600");
-  ::RegCloseKey(plain);
 
   const wchar_t written[] = L"C:\\Program Files\\\u00c5";
   ASSERT_EQ(::RegSetValueExW(raw_, L"Path", 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE*>(written), sizeof written),

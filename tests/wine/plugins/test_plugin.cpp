@@ -1,13 +1,12 @@
 // A test plug-in module: a group element with sub-elements, two credential tokens, a class whose class
 // object refuses to create, and counters the element factory test reads through exports.
-#include "platform/wintypes.h"
+#include "plugins/test_plugin.h"
 
 #include <objbase.h>
 #include <oleauto.h>
-
 #include <vxkelt/kelt_plugin.h>
 
-#include "plugins/test_plugin.h"
+#include "platform/wintypes.h"
 
 using namespace vx::plugins::testplugin;
 
@@ -49,18 +48,7 @@ class Counted : public Base {
   LONG m_refs = 1;
 };
 
-// An object that is no element.
-class Plain final : public Counted<IUnknown> {
- public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (iid != IID_IUnknown) return E_NOINTERFACE;
-    *out = static_cast<IUnknown*>(this);
-    AddRef();
-    return S_OK;
-  }
-};
+IUnknown* NoElement();  // an object that is no element: a class object
 
 HRESULT PutUnknown(SAFEARRAY* array, LONG index, IUnknown* unknown) {
   VARIANT entry;
@@ -160,7 +148,7 @@ class Element final : public Counted<IKELTElementUI>, public IKELTCredential, pu
     if (array == nullptr) return E_OUTOFMEMORY;
     IUnknown* password = static_cast<IKELTElementUI*>(new Element(kPassword));
     IUnknown* fingerprint = static_cast<IKELTElementUI*>(new Element(kFingerprint));
-    IUnknown* plain = new Plain();
+    IUnknown* plain = NoElement();
     HRESULT hr = PutUnknown(array, 3, password);
     if (SUCCEEDED(hr)) hr = PutUnknown(array, 4, nullptr);
     if (SUCCEEDED(hr)) hr = PutUnknown(array, 5, fingerprint);
@@ -216,6 +204,8 @@ class ClassObject final : public Counted<IClassFactory> {
  private:
   const ElementKind* m_kind;  // null: refuses
 };
+
+IUnknown* NoElement() { return new ClassObject(nullptr); }
 
 }  // namespace
 
