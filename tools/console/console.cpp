@@ -127,8 +127,8 @@ int wmain(int argc, wchar_t** argv) {
     }
     std::fflush(stdout);
     // The screenshot is taken once the window has painted.
-    SheetScript sheet{options.screenshot, options.addDialog.empty() ? 0u : ID_POLICY_ADD, options.addDialog,
-                      options.exitAfter};
+    SheetScript sheet{options.screenshot, options.addDialog.empty() ? 0u : ID_POLICY_ADD,
+                      options.addDialog.empty() ? 0u : IDC_PRIMARY_COMBO, options.addDialog, options.exitAfter};
     host.OnTimer([&] {
       if (!options.properties.empty()) {
         StartSheetScript(sheet);

@@ -35,7 +35,13 @@ void CALLBACK Step(HWND, UINT, UINT_PTR timer, DWORD) {
       ::PostMessageW(PropSheet_GetCurrentPageHwnd(g_sheet), WM_COMMAND, g_script->command, 0);
       more = true;
     }
-  } else if (top != g_sheet) {  // the dialog the command opened
+  } else if (top != g_sheet && g_script->pickFirst != 0) {  // the dialog the command opened
+    HWND combo = ::GetDlgItem(top, static_cast<int>(g_script->pickFirst));
+    ::SendMessageW(combo, CB_SETCURSEL, 0, 0);
+    ::SendMessageW(top, WM_COMMAND, MAKEWPARAM(g_script->pickFirst, CBN_SELCHANGE), reinterpret_cast<LPARAM>(combo));
+    g_script->pickFirst = 0;
+    more = true;
+  } else if (top != g_sheet) {
     if (!g_script->dialogShot.empty()) Fail(SaveWindowBitmap(top, g_script->dialogShot));
     ::PostMessageW(top, WM_COMMAND, IDCANCEL, 0);
   } else {

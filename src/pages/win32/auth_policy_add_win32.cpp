@@ -9,7 +9,7 @@ namespace vx::pages {
 
 namespace {
 
-constexpr int kImageSize = 24;
+constexpr int kImageSize = 16;  // the small icons a drop-down list shows beside its text
 
 }  // namespace
 
