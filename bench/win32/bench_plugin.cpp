@@ -1,6 +1,7 @@
 // The credential plug-in of the page benchmark: one signed module that serves any number of
 // credential elements, element k under the class {5EC00000+k-0B3C-4A1B-9F00-000000000064}, with the
-// mask bit k, so a benchmark can register as many credentials as it wants to measure.
+// mask bit k, so a benchmark can register as many credentials as it wants to measure. Each element
+// hands out its own icon, as a real plug-in's credentials do.
 #include <windows.h>
 
 #include <oleauto.h>
@@ -15,12 +16,17 @@ namespace {
 
 constexpr DWORD kClassBase = 0x5EC00000;
 constexpr GUID kClassTail = {0, 0x0B3C, 0x4A1B, {0x9F, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x64}};
+constexpr WORD kIcon = 101;
 std::atomic<long> g_objects{0};
+HMODULE g_module = nullptr;
 
 class Element final : public IKELTElementUI, public IKELTCredential {
  public:
   explicit Element(unsigned index) : m_index(index) { ++g_objects; }
-  ~Element() { --g_objects; }
+  ~Element() {
+    if (m_icon) ::DestroyIcon(m_icon);
+    --g_objects;
+  }
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
     if (!out) return E_POINTER;
@@ -56,6 +62,13 @@ class Element final : public IKELTElementUI, public IKELTCredential {
         V_VT(value) = VT_I4;
         V_I4(value) = static_cast<LONG>(m_index * 10);
         return S_OK;
+      case eKELT_LST_ICON:
+        if (!m_icon)
+          m_icon = static_cast<HICON>(::LoadImageW(g_module, MAKEINTRESOURCEW(kIcon), IMAGE_ICON, 32, 32, 0));
+        if (!m_icon) return E_FAIL;
+        V_VT(value) = VT_UI8;
+        V_UI8(value) = reinterpret_cast<ULONG_PTR>(m_icon);
+        return S_OK;
       default:
         return E_INVALIDARG;
     }
@@ -87,6 +100,7 @@ class Element final : public IKELTElementUI, public IKELTCredential {
     return V_BSTR(value) ? S_OK : E_OUTOFMEMORY;
   }
   unsigned m_index;
+  HICON m_icon = nullptr;
   std::atomic<ULONG> m_refs{1};
 };
 
@@ -125,6 +139,11 @@ class Factory final : public IClassFactory {
 };
 
 }  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+  if (reason == DLL_PROCESS_ATTACH) g_module = instance;
+  return TRUE;
+}
 
 extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
   if (!out) return E_POINTER;

@@ -50,9 +50,7 @@ void CAuthPolicyEditor::OnInitDialog(IAuthPolicyEditorView& view) {
   m_imgNoAuth = view.AddIcon(IDI_NO_AUTHENTICATION);
   InsertRoleGroups();
   const TokenCatalogue* catalogues[] = {&m_args.primary, &m_args.secondary};
-  for (int pass = 0; pass < 2; ++pass) {
-    for (const PageToken& token : catalogues[pass]->tokens) m_tokenImages[pass].push_back(view.AddTokenIcon(token));
-  }
+  for (int pass = 0; pass < 2; ++pass) m_tokenImages[pass].assign(catalogues[pass]->tokens.size(), kNoImageYet);
   Fill();
   view.SetTitle(rstring(m_args.policyKind == 1 ? IDS_PAGE_TITLE : IDS_PAGE_TITLE_RUNTIME));
   if (m_args.policyKind == 1 && !IsGpoEditor() && !LeavesOutRoleGroups()) view.ShowEnforcementLink(true);
@@ -60,6 +58,14 @@ void CAuthPolicyEditor::OnInitDialog(IAuthPolicyEditorView& view) {
 }
 
 // ---- the list
+
+// A token's image is made when a row first shows the token: with many credentials registered,
+// most are in no combination.
+int CAuthPolicyEditor::TokenImage(int pass, size_t position) {
+  int& image = m_tokenImages[pass][position];
+  if (image == kNoImageYet) image = m_view->AddTokenIcon((pass == 0 ? m_args.primary : m_args.secondary).tokens[position]);
+  return image;
+}
 
 void CAuthPolicyEditor::InsertRoleGroups() {
   if (LeavesOutRoleGroups()) return;
@@ -158,7 +164,7 @@ void CAuthPolicyEditor::InsertPolicy(int groupId, const std::vector<ULONGLONG>& 
         if ((mask & T) == 0) continue;
         scope.Message("Inserting %ls 0x%I64X", pass == 0 ? u"primary token" : u"secondary token", T);
         const std::u16string& name = tokens[position].name;
-        const int image = m_tokenImages[pass][position];
+        const int image = TokenImage(pass, position);
         bool inserted = false;
         if (row < 0) {
           row = InsertRow({name, image, full, indent, group});

@@ -134,6 +134,7 @@ class CAuthPolicyEditor {
   void InsertRoleGroups();
   void InsertPolicy(int groupId, const std::vector<ULONGLONG>& combinations);
   int InsertRow(const ListRow& row);
+  int TokenImage(int pass, size_t position);
   std::int32_t RoleOfGroup(int groupId) const;
   int GroupOfRole(std::int32_t role) const;
   bool ShowsGroups() const { return !LeavesOutRoleGroups() && !m_groups.empty(); }
@@ -150,7 +151,8 @@ class CAuthPolicyEditor {
   std::u16string m_infoTip;
   std::u16string m_addLinkText;
   int m_imgJoiner = -1, m_imgDelete = -1, m_imgDeleteHot = -1, m_imgNoAuth = -1;
-  std::vector<int> m_tokenImages[2];  // each primary and each secondary token's image
+  static constexpr int kNoImageYet = -2;
+  std::vector<int> m_tokenImages[2];  // each primary and each secondary token's image, or kNoImageYet
   struct Group {
     std::int32_t role;
     int groupId;

@@ -65,7 +65,7 @@ void CAuthPolicyAddWindow::OnCommand(WORD id, WORD code) {
 int CAuthPolicyAddWindow::AddIcon(UINT resourceId) { return AddResourceIcon(m_images, resourceId, kImageSize); }
 
 int CAuthPolicyAddWindow::AddTokenIcon(const PageToken& token) {
-  return pages::AddTokenIcon(m_images, token, kImageSize);
+  return m_tokenImages.Add(m_images, token, kImageSize);
 }
 
 void CAuthPolicyAddWindow::SetTitle(const std::u16string& text) { ::SetWindowTextW(m_window, AsWide(text)); }

@@ -7,6 +7,7 @@
 #include <commctrl.h>
 
 #include "pages/auth_policy_add.h"
+#include "pages/win32/page_modules.h"
 
 namespace vx::pages {
 
@@ -43,6 +44,7 @@ class CAuthPolicyAddWindow final : public IAuthPolicyAddView {
   CAuthPolicyAdd& m_presenter;
   HWND m_window = nullptr;
   HIMAGELIST m_images = nullptr;
+  CTokenImages m_tokenImages;
 };
 
 }  // namespace vx::pages

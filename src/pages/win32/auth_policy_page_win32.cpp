@@ -123,7 +123,7 @@ void CAuthPolicyPageWindow::OnInitDialog(HWND window) {
   ::SetWindowSubclass(m_list, ListProc, kListSubclass, reinterpret_cast<DWORD_PTR>(this));
   // The page owns the image lists: the list only shares them.
   ::SetWindowLongPtrW(m_list, GWL_STYLE, ::GetWindowLongPtrW(m_list, GWL_STYLE) | LVS_SHAREIMAGELISTS);
-  m_images = ImageList_Create(kRowImageSize, kRowImageSize, ILC_COLOR32 | ILC_MASK, 8, 8);
+  m_images = ImageList_Create(kRowImageSize, kRowImageSize, ILC_COLOR32 | ILC_MASK, 16, 16);
   m_groupImages = ImageList_Create(kGroupImageSize, kGroupImageSize, ILC_COLOR32 | ILC_MASK, 2, 2);
   ListView_SetImageList(m_list, m_images, LVSIL_SMALL);
   ::SendMessageW(m_list, LVM_SETIMAGELIST, LVSIL_GROUPHEADER, reinterpret_cast<LPARAM>(m_groupImages));
@@ -209,6 +209,23 @@ INT_PTR CAuthPolicyPageWindow::OnListNotify(NMHDR* header) {
       }
       return TRUE;
     }
+    case NM_CUSTOMDRAW: {  // a row about to paint: its token icons drawn into their slots first
+      const auto* draw = reinterpret_cast<NMLVCUSTOMDRAW*>(header);
+      LRESULT result = CDRF_DODEFAULT;
+      if (draw->nmcd.dwDrawStage == CDDS_PREPAINT) {
+        result = CDRF_NOTIFYITEMDRAW;
+      } else if (draw->nmcd.dwDrawStage == CDDS_ITEMPREPAINT) {
+        for (int column : {0, 2}) {
+          LVITEMW item{};
+          item.mask = LVIF_IMAGE;
+          item.iItem = static_cast<int>(draw->nmcd.dwItemSpec);
+          item.iSubItem = column;
+          if (ListView_GetItem(m_list, &item) && item.iImage >= 0) m_tokenImages.Realise(m_images, item.iImage);
+        }
+      }
+      ::SetWindowLongPtrW(m_page, DWLP_MSGRESULT, result);
+      return TRUE;
+    }
     case NM_SETFOCUS:
       m_presenter->OnListSetFocus();
       return TRUE;
@@ -225,7 +242,7 @@ INT_PTR CAuthPolicyPageWindow::OnListNotify(NMHDR* header) {
 int CAuthPolicyPageWindow::AddIcon(UINT resourceId) { return AddResourceIcon(m_images, resourceId, kRowImageSize); }
 
 int CAuthPolicyPageWindow::AddTokenIcon(const PageToken& token) {
-  return pages::AddTokenIcon(m_images, token, kRowImageSize);
+  return m_tokenImages.Add(m_images, token, kRowImageSize);
 }
 
 void CAuthPolicyPageWindow::SetTitle(const std::u16string& text) {

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "pages/auth_policy_page.h"
+#include "pages/win32/page_modules.h"
 
 namespace vx::pages {
 
@@ -72,6 +73,7 @@ class CAuthPolicyPageWindow final : public IAuthPolicyPageView {
   HWND m_page = nullptr;
   HWND m_list = nullptr;
   HIMAGELIST m_images = nullptr;       // 32x32: rows, the joiner, the delete icons
+  CTokenImages m_tokenImages{true};  // drawn when their rows first paint
   HIMAGELIST m_groupImages = nullptr;  // 24x24: group headers
   HFONT m_boldFont = nullptr;
   HICON m_headerIcon = nullptr;

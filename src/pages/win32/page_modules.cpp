@@ -71,12 +71,42 @@ int AddResourceIcon(HIMAGELIST list, UINT id, int size) {
   return index;
 }
 
-int AddTokenIcon(HIMAGELIST list, const PageToken& token, int size) {
+int CTokenImages::Add(HIMAGELIST list, const PageToken& token, int size) {
   if (token.icon != 0) {
-    const int index = ImageList_AddIcon(list, reinterpret_cast<HICON>(static_cast<UINT_PTR>(token.icon)));
-    if (index >= 0) return index;
+    const auto known = m_byMask.find(token.mask);
+    if (token.mask != 0 && known != m_byMask.end()) return known->second;
+    const auto icon = reinterpret_cast<HICON>(static_cast<UINT_PTR>(token.icon));
+    int index = -1;
+    if (!m_deferred) {
+      index = ImageList_AddIcon(list, icon);
+    } else {
+      constexpr int kReserve = 16;  // growing an image list copies it: a few slots at a time
+      if (m_nextSlot == m_endSlot) {
+        const int count = ImageList_GetImageCount(list);
+        if (ImageList_SetImageCount(list, static_cast<UINT>(count + kReserve))) {
+          m_nextSlot = count;
+          m_endSlot = count + kReserve;
+        }
+      }
+      if (m_nextSlot < m_endSlot) {
+        index = m_nextSlot++;
+        m_pending.emplace(index, icon);
+      }
+    }
+    if (index >= 0) {
+      if (token.mask != 0) m_byMask.emplace(token.mask, index);
+      return index;
+    }
   }
-  return AddResourceIcon(list, IDI_CREDENTIAL, size);
+  if (m_generic < 0) m_generic = AddResourceIcon(list, IDI_CREDENTIAL, size);
+  return m_generic;
+}
+
+void CTokenImages::Realise(HIMAGELIST list, int index) {
+  const auto pending = m_pending.find(index);
+  if (pending == m_pending.end()) return;
+  ImageList_ReplaceIcon(list, index, pending->second);
+  m_pending.erase(pending);
 }
 
 HRESULT PropertyChangeNotify(LONG_PTR handle, LPARAM param) {

@@ -7,6 +7,7 @@
 
 #include <commctrl.h>
 
+#include <map>
 #include <string>
 
 #include "pages/page_tokens.h"
@@ -44,9 +45,24 @@ class CActivationScope {
 HICON LoadResourceIcon(UINT id, int size);
 // A module icon added to an image list of that size; the index, -1 when it could not be added.
 int AddResourceIcon(HIMAGELIST list, UINT id, int size);
-// A token's own icon added to an image list (a copy: the handle stays the plug-in's), else the
-// generic credential icon.
-int AddTokenIcon(HIMAGELIST list, const PageToken& token, int size);
+// The token images of one image list: a token's own icon (a copy: the handle stays the plug-in's)
+// added once per credential mask, else the generic credential icon, added once. A deferred list
+// only reserves a token's slot and draws its icon into it when Realise() is asked for the slot
+// (a list view about to paint the row): copying an icon into an image list is slow, and with many
+// credentials registered most rows are never scrolled into view.
+class CTokenImages {
+ public:
+  explicit CTokenImages(bool deferred = false) : m_deferred(deferred) {}
+  int Add(HIMAGELIST list, const PageToken& token, int size);
+  void Realise(HIMAGELIST list, int index);
+
+ private:
+  bool m_deferred;
+  std::map<ULONGLONG, int> m_byMask;
+  std::map<int, HICON> m_pending;     // slots handed out, not drawn yet
+  int m_nextSlot = 0, m_endSlot = 0;  // reserved slots not handed out yet
+  int m_generic = -1;
+};
 
 // MMCPropertyChangeNotify and MMCFreeNotifyHandle of the console's library, if it is loaded.
 HRESULT PropertyChangeNotify(LONG_PTR handle, LPARAM param);
