@@ -60,46 +60,19 @@ TEST_F(AddDialog, OffersPrimaryCredentialsAndWhatMayJoinThem) {
     std::string pick;
     Strings primary, secondary;
   } rows[] = {
-      {"logon: any other credential may join, secondary-only ones too",
-       1,
-       true,
-       {},
-       {0x1, 0x2, 0x4, 0x10},
-       "Password",
-       {"Password", "Fingerprint", "Smart card"},
-       {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
-      {"two parts of one registered credential never join",
-       1,
-       true,
-       {},
-       {0x3, 0x4, 0x10},
-       "Password",
-       {"Password", "Fingerprint", "Smart card"},
-       {"(alone)", "Smart card", "One-time code"}},
-      {"runtime outside the editor: custom members and no authentication",
-       2,
-       false,
-       {0x10},
-       {},
-       "One-time code",
+      // clang-format off
+      {"logon: any other credential may join, secondary-only ones too", 1, true, {}, {0x1, 0x2, 0x4, 0x10}, "Password",
+       {"Password", "Fingerprint", "Smart card"}, {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
+      {"two parts of one registered credential never join", 1, true, {}, {0x3, 0x4, 0x10}, "Password",
+       {"Password", "Fingerprint", "Smart card"}, {"(alone)", "Smart card", "One-time code"}},
+      {"runtime outside the editor: custom members and no authentication", 2, false, {0x10}, {}, "One-time code",
        {"Password", "Fingerprint", "Smart card", "One-time code", "No authentication"},
        {"(alone)", "Password", "Fingerprint", "Smart card"}},
-      {"runtime in the editor: never no authentication",
-       2,
-       true,
-       {0x10},
-       {},
-       "Password",
-       {"Password", "Fingerprint", "Smart card", "One-time code"},
-       {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
-      {"a custom member of another kind stands alone",
-       1,
-       true,
-       {0x10},
-       {},
-       "One-time code",
-       {"Password", "Fingerprint", "Smart card", "One-time code"},
-       {"Password", "Fingerprint", "Smart card"}},
+      {"runtime in the editor: never no authentication", 2, true, {0x10}, {}, "Password",
+       {"Password", "Fingerprint", "Smart card", "One-time code"}, {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
+      {"a custom member of another kind stands alone", 1, true, {0x10}, {}, "One-time code",
+       {"Password", "Fingerprint", "Smart card", "One-time code"}, {"Password", "Fingerprint", "Smart card"}},
+      // clang-format on
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -146,36 +119,17 @@ TEST_F(AddDialog, OkRefusesDuplicatesAndAsksBeforeReplacingOverlaps) {
     ULONGLONG mask;
     std::vector<ULONGLONG> replaced;
   } rows[] = {
+      // clang-format off
       {"a combination the role has is refused", {0x1}, "Password", "(alone)", {}, {"#227[Password]"}, 0, 0, {}},
-      {"a credential alone inside an existing combination",
-       {0x5},
-       "Password",
-       "(alone)",
-       {IDYES},
-       {"#289[Password+Smart card]"},
-       IDOK,
-       0x1,
-       {0x5}},
+      {"a credential alone inside an existing combination", {0x5}, "Password", "(alone)", {IDYES},
+       {"#289[Password+Smart card]"}, IDOK, 0x1, {0x5}},
       {"No keeps the dialog open", {0x5}, "Password", "(alone)", {IDNO}, {"#289[Password+Smart card]"}, 0, 0, {}},
-      {"existing credentials inside the new combination",
-       {0x1, 0x2},
-       "Password",
-       "Smart card",
-       {IDYES},
-       {"#5[Password]"},
-       IDOK,
-       0x5,
-       {0x1}},
-      {"only the existing-credential question is asked",
-       {0x1, 0x7},
-       "Password",
-       "Smart card",
-       {IDYES},
-       {"#5[Password]"},
-       IDOK,
-       0x5,
-       {0x1}},
+      {"existing credentials inside the new combination", {0x1, 0x2}, "Password", "Smart card", {IDYES},
+       {"#5[Password]"}, IDOK, 0x5, {0x1}},
+      {"only the existing-credential question is asked", {0x1, 0x7}, "Password", "Smart card", {IDYES},
+       {"#5[Password]"}, IDOK, 0x5, {0x1}},
       {"unrelated combinations ask nothing", {0x2}, "Password", "Smart card", {}, {}, IDOK, 0x5, {}},
+      // clang-format on
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -206,7 +160,9 @@ TEST_F(AddDialog, NoAuthenticationIsChosenOnlyAfterTheWarning) {
     ASSERT_EQ(1u, boxes.shown.size());
     EXPECT_EQ("#2[Logon]", vxtest::Narrow(boxes.shown[0].text));
     EXPECT_EQ(MB_YESNO | MB_ICONWARNING, boxes.shown[0].type);
-    if (answer == IDYES) EXPECT_EQ(0u, dialog.Policy());
+    if (answer == IDYES) {
+      EXPECT_EQ(0u, dialog.Policy());
+    }
   }
 }
 
@@ -220,7 +176,7 @@ class TestEditor final : public CAuthPolicyEditor {
   bool LeavesOutRoleGroups() const override { return true; }
   bool IsGpoEditor() const override { return m_editor; }
   bool IsReadOnly() const override { return m_readOnly; }
-  void SetModified(bool modified) override { this->modified = modified; }
+  void SetModified(bool on) override { modified = on; }
   bool modified = false;
 
  private:
@@ -473,13 +429,13 @@ TEST_F(Page, AppliesTheCheckedStateToTheGpo) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    CAuthPolicyPage& page = Open(row.setting, row.apt, {u"0000000000000003", u"0000000000000004"});
+    CAuthPolicyPage& opened = Open(row.setting, row.apt, {u"0000000000000003", u"0000000000000004"});
     EXPECT_EQ(IDC_ENABLED, view.checked);
-    page.OnStateRadio(IDC_DISABLED);
-    page.OnStateRadio(row.state);
-    EXPECT_TRUE(page.IsModified());
+    opened.OnStateRadio(IDC_DISABLED);
+    opened.OnStateRadio(row.state);
+    EXPECT_TRUE(opened.IsModified());
     view.log.clear();
-    EXPECT_TRUE(page.OnApply());
+    EXPECT_TRUE(opened.OnApply());
     EXPECT_EQ(row.stored, Stored(row.setting));
     EXPECT_FALSE(view.modified);
     EXPECT_EQ((Strings{"console notified", "broadcast 4 1"}), view.log);
@@ -489,29 +445,29 @@ TEST_F(Page, AppliesTheCheckedStateToTheGpo) {
 TEST_F(Page, RefusesARoleMadeOnlyOfUnreliableCredentials) {
   Register(u"PIN", 0x20, 1, false);
   Register(u"Badge", 0x40, 1, false);
-  CAuthPolicyPage& page = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000021", u"0000000000000040"});
-  page.SetModified(true);
+  CAuthPolicyPage& opened = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000021", u"0000000000000040"});
+  opened.SetModified(true);
   view.log.clear();
-  EXPECT_FALSE(page.OnApply());
+  EXPECT_FALSE(opened.OnApply());
   ASSERT_EQ(1u, boxes.shown.size());
   EXPECT_EQ("#1092[PIN,Badge]", vxtest::Narrow(boxes.shown[0].text));
   EXPECT_TRUE(gpo.policyChanged.empty()) << "nothing is saved";
-  EXPECT_TRUE(page.IsModified());
+  EXPECT_TRUE(opened.IsModified());
   EXPECT_TRUE(view.log.empty()) << "no notification, no broadcast";
 
   boxes.answers = {IDYES};  // Password replaces PIN + Password
   view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "Password"); };
-  page.OnPoliciesLinkClicked(0);
-  EXPECT_TRUE(page.OnApply()) << "one combination of reliable credentials is enough";
+  opened.OnPoliciesLinkClicked(0);
+  EXPECT_TRUE(opened.OnApply()) << "one combination of reliable credentials is enough";
   EXPECT_EQ(" 0x40 0x1", Stored(vx::policy::kLogonPolicy));
 }
 
 TEST_F(Page, WarnsOfCredentialsDisabledForEnrollmentAndSavesAnyway) {
   Store(vx::policy::GPO_DisableCredentials, {u"FFFFFFFFFFFFFFFA"});  // only Password and Smart card may enroll
-  CAuthPolicyPage& page =
+  CAuthPolicyPage& opened =
       Open(vx::policy::kLogonPolicy, 1, {u"0000000000000002", u"0000000000000003", u"0000000000000010"});
-  page.SetModified(true);
-  EXPECT_TRUE(page.OnApply());
+  opened.SetModified(true);
+  EXPECT_TRUE(opened.OnApply());
   ASSERT_EQ(1u, boxes.shown.size());
   EXPECT_EQ("#17[Fingerprint\r\nOne-time code]", vxtest::Narrow(boxes.shown[0].text));
   EXPECT_EQ(MB_ICONWARNING, boxes.shown[0].type);
@@ -538,14 +494,14 @@ TEST_F(Page, WritesNothingUnchangedOrInRsopModeYetNotifies) {
 }
 
 TEST_F(Page, FailedSaveIsShownAndKeepsThePageModified) {
-  CAuthPolicyPage& page = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000001"});
-  page.OnStateRadio(IDC_DISABLED);
+  CAuthPolicyPage& opened = Open(vx::policy::kLogonPolicy, 1, {u"0000000000000001"});
+  opened.OnStateRadio(IDC_DISABLED);
   gpo.getRegistryKeyResult = E_ACCESSDENIED;
   view.log.clear();
-  EXPECT_FALSE(page.OnApply());
+  EXPECT_FALSE(opened.OnApply());
   ASSERT_EQ(1u, boxes.shown.size());
   EXPECT_EQ("#157 (0x80070005)", vxtest::Narrow(boxes.shown[0].text));
-  EXPECT_TRUE(page.IsModified());
+  EXPECT_TRUE(opened.IsModified());
   EXPECT_TRUE(view.log.empty());
 }
 
