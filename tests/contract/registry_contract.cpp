@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "platform/text.h"
@@ -100,8 +102,6 @@ std::unique_ptr<IRegistryKey> Open(IRegistry& registry, RegistryRoot root, std::
   return key;
 }
 
-// --- keys and paths ---
-
 TEST_P(RegistryContract, PathsAreComponentsBelowTheKey) {
   std::unique_ptr<IRegistryKey> key;
   DWORD disposition = 0;
@@ -166,8 +166,6 @@ TEST_P(RegistryContract, NamesIgnoreCaseAndKeepTheirFirstSpelling) {
   EXPECT_EQ(key_->DeleteKey(u"MIXED"), ERROR_SUCCESS);
 }
 
-// --- enumeration and counts ---
-
 // The real registries disagree on the order of values (Windows: creation, Wine: name), so only the set
 // of value names is part of the contract; subkeys come in name order ignoring case.
 TEST_P(RegistryContract, EnumerationAndCountsCoverDirectChildrenOnly) {
@@ -198,33 +196,28 @@ TEST_P(RegistryContract, EnumerationAndCountsCoverDirectChildrenOnly) {
   EXPECT_EQ(key_->QueryInfo(&subkeys, nullptr), ERROR_SUCCESS);
 }
 
-// --- values ---
-
 TEST_P(RegistryContract, QueryValueFollowsTheSizeProtocol) {
   const auto bytes = Pattern(10);
   ASSERT_EQ(Set(*key_, u"Blob", REG_BINARY, bytes), ERROR_SUCCESS);
-  DWORD type = 0, size = 0;
-  ASSERT_EQ(key_->QueryValue(u"Blob", &type, nullptr, &size), ERROR_SUCCESS);
-  EXPECT_EQ(type, REG_BINARY);
-  EXPECT_EQ(size, 10u);
-
   std::vector<BYTE> buffer(16, 0xEE);
+  DWORD type = 0, size = 0;
+  // What a call answers for a buffer of `given` bytes (none: no buffer), and the size and type it reports.
+  const auto query = [&](const char16_t* name, std::optional<DWORD> given, DWORD* typeOut = nullptr) {
+    size = given.value_or(0);
+    return key_->QueryValue(name, typeOut, given ? buffer.data() : nullptr, &size);
+  };
+  EXPECT_EQ(query(u"Blob", {}, &type), ERROR_SUCCESS);
+  EXPECT_EQ(std::pair(size, type), (std::pair<DWORD, DWORD>(10, REG_BINARY)));
   type = 0;
-  size = 4;
-  EXPECT_EQ(key_->QueryValue(u"Blob", &type, buffer.data(), &size), ERROR_MORE_DATA);
+  EXPECT_EQ(query(u"Blob", 4, &type), ERROR_MORE_DATA);
+  EXPECT_EQ(std::pair(size, type), (std::pair<DWORD, DWORD>(10, REG_BINARY)));
+  EXPECT_EQ(query(u"Blob", 0), ERROR_MORE_DATA);
   EXPECT_EQ(size, 10u);
-  EXPECT_EQ(type, REG_BINARY);
-  size = 0;
-  EXPECT_EQ(key_->QueryValue(u"Blob", nullptr, buffer.data(), &size), ERROR_MORE_DATA);
-  EXPECT_EQ(size, 10u);
-
-  size = 16;
-  ASSERT_EQ(key_->QueryValue(u"Blob", nullptr, buffer.data(), &size), ERROR_SUCCESS);
+  ASSERT_EQ(query(u"Blob", 16), ERROR_SUCCESS);
   EXPECT_EQ(size, 10u);
   EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), buffer.begin()));
   EXPECT_EQ(buffer[10], 0xEE) << "nothing written past the data";
-  size = 10;
-  EXPECT_EQ(key_->QueryValue(u"Blob", nullptr, buffer.data(), &size), ERROR_SUCCESS);
+  EXPECT_EQ(query(u"Blob", 10), ERROR_SUCCESS);
   EXPECT_EQ(key_->QueryValue(u"Blob", &type, buffer.data(), nullptr), ERROR_INVALID_PARAMETER);
   type = 0;
   EXPECT_EQ(key_->QueryValue(u"Blob", &type, nullptr, nullptr), ERROR_SUCCESS);
@@ -232,11 +225,9 @@ TEST_P(RegistryContract, QueryValueFollowsTheSizeProtocol) {
 
   // A missing value leaves the outputs; the empty name is the default value.
   type = 77;
-  size = 5;
-  EXPECT_EQ(key_->QueryValue(u"Missing", &type, buffer.data(), &size), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(type, 77u);
-  EXPECT_EQ(size, 5u);
-  EXPECT_EQ(key_->QueryValue(u"", &type, nullptr, &size), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(query(u"Missing", 5, &type), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(std::pair(size, type), (std::pair<DWORD, DWORD>(5, 77)));
+  EXPECT_EQ(query(u"", {}, &type), ERROR_FILE_NOT_FOUND);
   ASSERT_EQ(WriteString(*key_, u"", u"default"), ERROR_SUCCESS);
   EXPECT_EQ(StringOf(*key_, u""), u"default");
   EXPECT_EQ(key_->DeleteValue(u""), ERROR_SUCCESS);
@@ -283,8 +274,6 @@ TEST_P(RegistryContract, LongestNamesWorkAndLongerOnesAreRefused) {
   std::unique_ptr<IRegistryKey> key;
   EXPECT_EQ(key_->CreateKey(std::u16string(257, u'k'), KEY_ALL_ACCESS, key), ERROR_INVALID_PARAMETER);
 }
-
-// --- deleting ---
 
 TEST_P(RegistryContract, DeleteKeyTakesOnlyAKeyWithoutSubkeys) {
   Create(*key_, u"Parent\\Child");
@@ -336,8 +325,6 @@ TEST_P(RegistryContract, HandleOfADeletedKeyAnswersKeyDeletedToEveryCall) {
   EXPECT_EQ(WriteDword(*reborn, u"New", 1), ERROR_SUCCESS);
 }
 
-// --- access rights ---
-
 TEST_P(RegistryContract, HandleRightsLimitWhatItMayDo) {
   ASSERT_EQ(WriteDword(*key_, u"Value", 1), ERROR_SUCCESS);
   Create(*key_, u"Sub");
@@ -386,8 +373,6 @@ TEST_P(RegistryContract, KeysBelowAReadOnlyHandleMayStillBeCreatedAndDeleted) {
   EXPECT_EQ(reader->DeleteKey(u"Child"), ERROR_SUCCESS);
 }
 
-// --- typed helpers ---
-
 // A DWORD only from a four-byte REG_DWORD; text only from REG_SZ or REG_EXPAND_SZ, as stored (not
 // expanded), up to the first NUL or the last whole character. Failures leave the output as it was.
 TEST_P(RegistryContract, TypedReadersTakeOnlyTheirShapes) {
@@ -432,25 +417,20 @@ TEST_P(RegistryContract, TypedReadersTakeOnlyTheirShapes) {
 }
 
 TEST_P(RegistryContract, WritersStoreTheImagesTheReadersTake) {
-  ASSERT_EQ(WriteDword(*key_, u"Dword", 0x12345678u), ERROR_SUCCESS);
-  Stored stored = Read(*key_, u"Dword");
-  EXPECT_EQ(stored.type, REG_DWORD);
-  EXPECT_EQ(stored.data, (std::vector<BYTE>{0x78, 0x56, 0x34, 0x12}));
-  ASSERT_EQ(WriteString(*key_, u"Path", u"C:\\\u00e9"), ERROR_SUCCESS);
-  stored = Read(*key_, u"Path");
-  EXPECT_EQ(stored.type, REG_SZ);
-  EXPECT_EQ(stored.data, (std::vector<BYTE>{'C', 0, ':', 0, '\\', 0, 0xE9, 0, 0, 0})) << "with its NUL";
-  ASSERT_EQ(WriteString(*key_, u"Path", u"", REG_EXPAND_SZ), ERROR_SUCCESS);
-  stored = Read(*key_, u"Path");
-  EXPECT_EQ(stored.type, REG_EXPAND_SZ);
-  EXPECT_EQ(stored.data, (std::vector<BYTE>{0, 0}));
-
   const std::u16string longText(40000, u'\u0416');  // beyond any fixed buffer
+  ASSERT_EQ(WriteDword(*key_, u"Dword", 0x12345678u), ERROR_SUCCESS);
+  ASSERT_EQ(WriteString(*key_, u"Path", u"C:\\\u00e9"), ERROR_SUCCESS);
+  ASSERT_EQ(WriteString(*key_, u"Expand", u"", REG_EXPAND_SZ), ERROR_SUCCESS);
   ASSERT_EQ(WriteString(*key_, u"Long", longText), ERROR_SUCCESS);
+  const Stored dword = Read(*key_, u"Dword"), path = Read(*key_, u"Path"), expand = Read(*key_, u"Expand");
+  EXPECT_EQ(std::pair(dword.type, dword.data),
+            std::pair(DWORD{REG_DWORD}, std::vector<BYTE>{0x78, 0x56, 0x34, 0x12}));
+  EXPECT_EQ(std::pair(path.type, path.data),
+            std::pair(DWORD{REG_SZ}, std::vector<BYTE>{'C', 0, ':', 0, '\\', 0, 0xE9, 0, 0, 0}))
+      << "with its NUL";
+  EXPECT_EQ(std::pair(expand.type, expand.data), std::pair(DWORD{REG_EXPAND_SZ}, std::vector<BYTE>{0, 0}));
   EXPECT_EQ(StringOf(*key_, u"Long"), longText);
 }
-
-// --- roots and views ---
 
 TEST_P(RegistryContract, RootsOpenCreateAndDeleteByPath) {
   IRegistry& registry = env_->Registry();

@@ -1,9 +1,9 @@
-// The GPO policy store: the bytes Save writes, what Load makes of stored values, deletion and
-// pruning, the editor notice, failures with their traced expressions, and RSoP mode.
+// The GPO policy store: the bytes Save writes, what Load reads, deletion and pruning, failures, RSoP mode.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "policy/auth_policy.h"
@@ -12,9 +12,7 @@
 
 using namespace vx::policy;
 using vx::rsop::Utf16Bytes;
-using vxtest::Has;
 using vxtest::Nuls;
-using vxtest::Texts;
 
 namespace {
 
@@ -72,11 +70,6 @@ TEST_F(Store, SaveWritesTheMultiStringImageAndTellsTheEditor) {
   CGPOAuthPolicy loaded;
   ASSERT_EQ(loaded.Load(&gpo, kUser, kRuntimePolicy), S_OK);
   EXPECT_EQ(MasksOf(loaded), high);
-
-  const auto file = Traced();
-  EXPECT_TRUE(Has(Texts(file, '>'), "CGPOAuthPolicy::SetDisabled"));
-  EXPECT_TRUE(Has(Texts(file, 'U'), "gposection = 2, LogonPolicy"));
-  EXPECT_TRUE(Has(Texts(file, 'U'), "[1] = 0000000000000006[0x0000000000000006]"));
 }
 
 TEST_F(Store, LoadReadsEveryStoredShape) {
@@ -96,12 +89,12 @@ TEST_F(Store, LoadReadsEveryStoredShape) {
   };
   CRegKey app = Open(kMachine, kApplicationKey, true);
   for (const auto& c : cases) {
+    SCOPED_TRACE(vx::Utf16ToUtf8(c.name));
     const auto bytes = Utf16Bytes(Nuls(c.stored ? c.stored : u""));
     if (c.stored) app->SetValue(c.name, c.type, bytes.data(), static_cast<DWORD>(bytes.size()));
     CGPOAuthPolicy policy;
     ASSERT_EQ(policy.Load(&gpo, kMachine, c.name), S_OK);
-    EXPECT_EQ(MasksOf(policy), c.masks) << vx::Utf16ToUtf8(c.name);
-    EXPECT_EQ(policy.IsDisabled(), c.disabled) << vx::Utf16ToUtf8(c.name);
+    EXPECT_EQ(std::pair(MasksOf(policy), policy.IsDisabled()), std::pair(c.masks, c.disabled));
   }
   // The duplicates were dropped on loading, so saving writes the mask once.
   CGPOAuthPolicy duplicates;
@@ -109,15 +102,9 @@ TEST_F(Store, LoadReadsEveryStoredShape) {
   ASSERT_EQ(duplicates.Save(&gpo, kMachine, kKioskRuntimePolicy), S_OK);
   EXPECT_EQ(Stored(kMachine, kKioskRuntimePolicy), Utf16Bytes(Nuls(u"0000000000000001||")));
 
-  const auto file = Traced();
-  const auto messages = Texts(file, 'U');
-  EXPECT_TRUE(Has(messages, "gpotype = 0, gposection = 2, LogonPolicy"));
-  EXPECT_EQ(std::count(messages.begin(), messages.end(), "0x0000000000000001"), 6) << "every element is traced";
-  EXPECT_TRUE(Has(messages, "m_fDisabled = 1"));
   // A missing value is traced as a result naming the setting, not as a failure of the load.
-  const auto results = Texts(file, 'E');
+  const auto results = Written('E');
   EXPECT_EQ(std::count(results.begin(), results.end(), "-2147024894 Missing"), 1);
-  EXPECT_EQ(std::count(results.begin(), results.end(), "-2147024894 DisableCredentials"), 1);
 }
 
 TEST_F(Store, NotConfiguredDeletesTheValueAndPrunesEmptyKeysUpToPolicies) {
@@ -131,10 +118,6 @@ TEST_F(Store, NotConfiguredDeletesTheValueAndPrunesEmptyKeysUpToPolicies) {
   // Without "Software\Policies" there is nothing to open: the save fails before the notice.
   EXPECT_EQ(SaveMasks(kUser, kRuntimePolicy, {}), kFileNotFound);
   EXPECT_EQ(gpo.policyChanged.size(), 3u);
-
-  const auto messages = Written('U');
-  EXPECT_TRUE(Has(messages, "Vantorix\\Applications\\{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}"));
-  EXPECT_EQ(std::count(messages.begin(), messages.end(), "0 subkeys, 0 values found"), 3);
 }
 
 TEST_F(Store, AnotherValueOrSubkeyKeepsTheKeysAlive) {
@@ -185,15 +168,6 @@ TEST_F(Store, FailuresAreReturnedWithTheirExpressions) {
   gpo.policyChangedResult = E_ACCESSDENIED;
   EXPECT_EQ(SaveMasks(kMachine, kLogonPolicy, {1}), E_ACCESSDENIED);
   EXPECT_EQ(Stored(kMachine, kLogonPolicy).size(), 36u);
-
-  const auto results = Written('E');
-  EXPECT_TRUE(Has(results, "] _W32_TEST_ERROR"));
-  EXPECT_TRUE(Has(results, "] pgpeinformation->GetType(&gpotype)"));
-  EXPECT_TRUE(Has(results, "] pgpeinformation->GetRegistryKey(gposection, &hkeyGPO)"));
-  EXPECT_TRUE(Has(results, "] E_UNEXPECTED"));
-  EXPECT_TRUE(Has(results,
-                  "] pgpeinformation->PolicyChanged(VX_GPO_SECTION_MACHINE == gposection, fDelete? FALSE: TRUE, "
-                  "&GUID_RegistryExtension, &GUID_ComputerSnapin)"));
 }
 
 TEST_F(Store, SerializeAndDeserializeOnTheirOwn) {
@@ -225,6 +199,8 @@ class RsopStore : public vxtest::WithRsopSession<Store> {
   }
 };
 
+// The entry is taken by name ignoring case; the flag is never derived, so a setting disabled in the GPO
+// does not load as disabled.
 TEST_F(RsopStore, LoadTakesTheEntryByNameIgnoringCaseAndNeverDerivesTheFlag) {
   Setting(u"logonpolicy", Nuls(u"0000000000000003|3|8000000000000000||"));
   Setting(kRuntimePolicy, Nuls(u"|"));
@@ -232,18 +208,14 @@ TEST_F(RsopStore, LoadTakesTheEntryByNameIgnoringCaseAndNeverDerivesTheFlag) {
   const CGPOAuthPolicy logon = Load(kLogonPolicy);
   EXPECT_TRUE(logon.IsRsopMode());
   EXPECT_EQ(MasksOf(logon), (std::vector<ULONGLONG>{3, 0x8000000000000000ull}));
-  EXPECT_EQ(logon.RsopEntry().valueName, u"logonpolicy");
   EXPECT_EQ(logon.RsopEntry().winner.gpoName, u"LocalGPO");
   EXPECT_EQ(gpo.getTypeCalls, 0) << "the registry is not touched";
-  // The flag is not derived: a setting disabled in the GPO does not load as disabled.
   const CGPOAuthPolicy runtime = Load(kRuntimePolicy);
   EXPECT_EQ(runtime.State(), SettingState::NotConfigured);
   EXPECT_FALSE(runtime.RsopEntry().valueName.empty());
   EXPECT_FALSE(Load(GPO_DisableCredentials).IsDisabled());
-
   const CGPOAuthPolicy missing = Load(kKioskRuntimePolicy);
-  EXPECT_EQ(missing.State(), SettingState::NotConfigured);
-  EXPECT_TRUE(missing.RsopEntry().valueName.empty());
+  EXPECT_TRUE(missing.RsopEntry().valueName.empty() && missing.State() == SettingState::NotConfigured);
   EXPECT_EQ(session.locator.queries.size(), 1u) << "the RSoP data is queried once";
 }
 
@@ -257,10 +229,6 @@ TEST_F(RsopStore, SaveIsRefusedAndQueryFailuresAreReturned) {
 
   session.locator.queryFailure = static_cast<HRESULT>(0x80041001u);
   Load(kLogonPolicy, static_cast<HRESULT>(0x80041001u));
-  const auto file = Traced();
-  EXPECT_TRUE(Has(Texts(file, 'U'), "cant be"));
-  EXPECT_TRUE(Has(Texts(file, 'E'), "] LoadRsop()"));
-  EXPECT_TRUE(Has(Texts(file, 'E'), "] Deserialize( regkeyDummy, lpcwszSettingName)"));
 }
 
 }  // namespace

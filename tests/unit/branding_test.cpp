@@ -36,34 +36,23 @@ TEST_F(Branding, ReplacesEveryPlaceholderInOrderAndLoadsEachStringOnce) {
   EXPECT_EQ(branding.Apply(u"<<%PN%>><<%PN%>>"), u"Northwind LogonNorthwind Logon");
   EXPECT_EQ(modules.loadedPaths, std::vector<std::u16string>{kBrandingDll});
   EXPECT_EQ(modules.stringLoads, (std::map<UINT, int>{{103, 1}, {1101, 1}, {1103, 1}}));
-}
 
-TEST_F(Branding, ReplacementTextHoldingAPlaceholderIsNotExpandedAgain) {
+  // PN first, then SP, then MA: the MA that SP brought in is replaced, the PN inside PN is not looped on.
   modules.SetString(brand, 103, u"<<%PN%>> Plus");
   modules.SetString(brand, 1101, u"<<%MA%>> Support");
-  RegisterModule();
-  vx::CBranding branding(registry, modules);
-  // PN first, then SP, then MA: the MA that SP brought in is replaced, the PN inside PN is not looped on.
-  EXPECT_EQ(branding.Apply(u"<<%PN%>> / <<%SP%>>"), u"<<%PN%>> Plus / Northwind Support");
+  EXPECT_EQ(vx::CBranding(registry, modules).Apply(u"<<%PN%>> / <<%SP%>>"), u"<<%PN%>> Plus / Northwind Support");
 }
 
-// No key, no value, a module that does not load: the built-in texts stand, and the reason is traced.
-TEST_F(Branding, WithoutAModuleTheBuiltInTextsStand) {
+// No key, no value, a module that does not load, a missing string: the built-in texts stand, and the
+// reason is traced.
+TEST_F(Branding, WithoutAModuleOrAStringTheBuiltInTextsStand) {
   EXPECT_EQ(vx::CBranding(registry, modules).Apply(u"<<%PN%>>|<<%SP%>>|<<%MA%>>"),
             u"Vantorix Keystone Client|Vantorix Support|Vantorix");
   Key(vx::kBrandingKey);
   EXPECT_EQ(vx::CBranding(registry, modules).Text(103), u"Vantorix Keystone Client");
   RegisterModule(u"C:\\missing.dll");
   EXPECT_EQ(vx::CBranding(registry, modules).Text(1103), u"Vantorix");
-  const auto messages = Written('U');
-  for (const char* reason :
-       {"Unable to open registry key SOFTWARE\\Vantorix\\Branding\\Common",
-        "Unable to find registry value DLLPath under registry key SOFTWARE\\Vantorix\\Branding\\Common",
-        "Unable to load resource dll, GetLastError returned 126"})
-    EXPECT_NE(std::find(messages.begin(), messages.end(), reason), messages.end()) << reason;
-}
 
-TEST_F(Branding, MissingStringFallsBackForThatStringOnly) {
   modules.SetString(brand, 1101, u"");
   RegisterModule();
   vx::CBranding branding(registry, modules);
@@ -71,8 +60,12 @@ TEST_F(Branding, MissingStringFallsBackForThatStringOnly) {
   EXPECT_EQ(branding.Apply(u"<<%SP%>>"), u"Vantorix Support");
   EXPECT_EQ(modules.stringLoads[1101], 1);
   const auto messages = Written('U');
-  EXPECT_NE(std::find(messages.begin(), messages.end(), "Branding string 1101 is missing, using \"Vantorix Support\""),
-            messages.end());
+  for (const char* reason :
+       {"Unable to open registry key SOFTWARE\\Vantorix\\Branding\\Common",
+        "Unable to find registry value DLLPath under registry key SOFTWARE\\Vantorix\\Branding\\Common",
+        "Unable to load resource dll, GetLastError returned 126",
+        "Branding string 1101 is missing, using \"Vantorix Support\""})
+    EXPECT_NE(std::find(messages.begin(), messages.end(), reason), messages.end()) << reason;
 }
 
 }  // namespace

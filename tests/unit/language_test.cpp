@@ -59,21 +59,6 @@ TEST(LanguageNeutral, ChineseTraditionalVariantsShareOneNeutralForm) {
   EXPECT_EQ(vx::NeutralLanguage(0x0804), 0x0004);
 }
 
-TEST_F(Language, EveryStepIsTraced) {
-  const HMODULE fallback = modules.AddModule();
-  modules.AddLanguageModule(kModule, 0, fallback);
-  EXPECT_EQ(vx::LoadDefaultMUILibrary(modules, kModule, main), fallback);
-  const auto handle = [](HMODULE module) {
-    return vx::FormatNarrow("0x%08X", static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(module)));
-  };
-  const std::string module = "Module: C:\\Program Files\\Vantorix\\VXGPOSnapin.dll";
-  EXPECT_EQ(Written('U'), (std::vector<std::string>{
-                              "hMainModule = " + handle(main), "Trying the language (0x0409)...", module,
-                              "LangID: 0409", "hLibrary = 0x00000000", "Trying the corresponding neutral language...",
-                              module, "LangID: 0009", "hLibrary = 0x00000000", "Trying the standard fallback...",
-                              module, "LangID: 0000", "hLibrary = " + handle(fallback)}));
-}
-
 TEST_F(Language, CurrentLanguageIsTheFirstPreferredOrEnglish) {
   modules.preferredLanguages = {u"fr-FR", u"en-US"};
   EXPECT_EQ(vx::GetCurrentUserMUILanguage(modules), u"fr-FR");

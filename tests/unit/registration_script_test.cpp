@@ -1,6 +1,5 @@
-// The registration script: its parser (every construct, errors with line and column, limits) and the
-// engine over the in-memory registry (the module's own table, removal rules, per-user classes, and the
-// undo of a registration that fails part-way).
+// The registration script: its parser and the engine over the in-memory registry, with the undo of a
+// registration that fails part-way.
 #include "module/registration_script.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +8,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "platform/memory/memory_registry.h"
 #include "platform/text.h"
@@ -58,8 +58,6 @@ std::string Everything(const MemoryRegistry& registry) {
   return registry.Dump(RegistryRoot::LocalMachine) + registry.Dump(RegistryRoot::CurrentUser);
 }
 
-// ---- Parser ----
-
 TEST(RegistrationScriptParser, ReadsEveryConstruct) {
   const auto script = Parse(
       u"HKEY_LOCAL_MACHINE { NoRemove Software { ForceRemove 'It''s here' = s 'at %MODULE%, 100%%'\n"
@@ -80,21 +78,19 @@ TEST(RegistrationScriptParser, ReadsEveryConstruct) {
   EXPECT_EQ(KeyRemoval::ForceRemove, forced.removal);
   ASSERT_TRUE(forced.hasDefault);
   ASSERT_EQ(5u, forced.values.size());
-  EXPECT_EQ(u"", forced.values[0].name);
   EXPECT_EQ(u"at C:\\m.dll, 100%", forced.values[0].text);
   EXPECT_EQ(REG_DWORD, forced.values[1].type);
   EXPECT_EQ(42u, forced.values[1].number);
   EXPECT_EQ(0xFFFFFFFFu, forced.values[2].number);
   EXPECT_EQ(REG_EXPAND_SZ, forced.values[3].type);
   EXPECT_EQ(u"%SystemRoot%", forced.values[3].text);
-  EXPECT_EQ(u"", forced.values[4].name);
+  EXPECT_EQ(forced.values[0].name + forced.values[4].name, u"");
   ASSERT_EQ(2u, forced.subkeys.size());
   EXPECT_EQ(KeyRemoval::Delete, forced.subkeys[0].removal);
   EXPECT_EQ(u"Old", forced.subkeys[0].name);
   EXPECT_EQ(KeyRemoval::Plain, forced.subkeys[1].removal);
   EXPECT_EQ(u"CLSID", script.roots[1].keys.at(0).name);
   EXPECT_EQ(u"", script.roots[2].keys.at(0).values.at(0).text);
-
   // A replacement is text: a module path with a quote or braces is not parsed again.
   const auto replaced = Parse(u"HKCR { K = s '%MODULE%' }", ModuleReplacements(u"C:\\O'Neil {x}\\a.dll"));
   EXPECT_EQ(u"C:\\O'Neil {x}\\a.dll", replaced.roots.at(0).keys.at(0).values.at(0).text);
@@ -124,32 +120,25 @@ TEST(RegistrationScriptParser, NamesTheLineColumnAndWhatWasExpected) {
       {u"HKLM { } }", 1, 10, u"a root key (HKLM, HKCR or HKCU)"},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(Utf16ToUtf8(c.text));
     const ScriptError error = ParseError(c.text);
-    EXPECT_EQ(c.line, error.line) << Utf16ToUtf8(c.text);
-    EXPECT_EQ(c.column, error.column) << Utf16ToUtf8(c.text);
-    EXPECT_EQ(std::u16string(c.expected), error.expected) << Utf16ToUtf8(c.text);
+    EXPECT_EQ(std::tuple(c.line, c.column, std::u16string(c.expected)),
+              std::tuple(error.line, error.column, error.expected));
   }
   EXPECT_EQ(u"line 3, column 1: expected '}'", ParseError(u"HKLM {\n  K {\n").Text());
 }
 
 TEST(RegistrationScriptParser, EnforcesItsLimits) {
-  ScriptLimits limits;
-  limits.maxDepth = 3;
-  limits.maxToken = 8;
-  limits.maxKeys = 4;
-  limits.maxScript = 40;
+  const ScriptLimits limits{.maxScript = 40, .maxDepth = 3, .maxToken = 8, .maxKeys = 4};
   RegistrationScript script;
   ScriptError error;
   EXPECT_TRUE(ParseRegistrationScript(u"HKLM { A { B { C } } }", {}, script, error, limits));
   EXPECT_EQ(u"no deeper nesting", ParseError(u"HKLM { A { B { C { D } } } }", limits).expected);
   EXPECT_EQ(u"fewer keys", ParseError(u"HKLM { A B C D E }", limits).expected);
   EXPECT_EQ(u"a name or text of at most 8 characters", ParseError(u"HKLM { ABCDEFGHI }", limits).expected);
-  // Replacement text counts too.
   EXPECT_EQ(u"a name or text of at most 8 characters", ParseError(u"HKLM { K = s 'ab%MODULE%cd' }", limits).expected);
   EXPECT_EQ(u"a script of at most 40 characters", ParseError(std::u16string(41, u' '), limits).expected);
 }
-
-// ---- Engine over the module's own script ----
 
 constexpr char kEditorName[] = "\"Vantorix GPO Editor authentication policies snapin\"";
 constexpr char kRsopName[] = "\"Vantorix GPO Editor authentication policies RSoP snapin\"";
@@ -221,7 +210,7 @@ void OtherComponent(MemoryRegistry& registry) {
   SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\" + other + u"\\InprocServer32", u"", u"other.dll");
 }
 
-TEST(RegistrationScriptEngine, RegistersExactlyTheModuleTableAndReplacesForceRemoveKeysWhole) {
+TEST(RegistrationScriptEngine, RegistersTheModuleTableAndReplacesForceRemoveKeysWhole) {
   MemoryRegistry registry;
   ASSERT_EQ(S_OK, RunModuleScript(registry, true));
   EXPECT_EQ(RegisteredMmc(), registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
@@ -237,14 +226,22 @@ TEST(RegistrationScriptEngine, RegistersExactlyTheModuleTableAndReplacesForceRem
   ASSERT_EQ(S_OK, RunModuleScript(registry, true, false, u"D:\\New\\VXGPOSnapin.dll"));
   EXPECT_EQ(RegisteredMmc(), registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
   EXPECT_EQ(RegisteredClasses("D:\\New\\VXGPOSnapin.dll"), registry.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
+
+  // Per user, the classes go to the user's hive.
+  MemoryRegistry perUser;
+  ASSERT_EQ(S_OK, RunModuleScript(perUser, true, true));
+  EXPECT_EQ("", perUser.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
+  EXPECT_EQ(RegisteredClasses(), perUser.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
+  EXPECT_EQ(RegisteredMmc(), perUser.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
+  ASSERT_EQ(S_OK, RunModuleScript(perUser, false, true));
+  EXPECT_EQ("CLSID\n", perUser.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
 }
 
 // On a new machine, and on one where other components are registered, unregistration leaves the shared
 // keys and everything of the others as it was.
 TEST(RegistrationScriptEngine, UnregistrationRemovesOnlyWhatTheModuleAdded) {
   for (const bool others : {false, true}) {
-    MemoryRegistry registry;
-    MemoryRegistry expected;
+    MemoryRegistry registry, expected;
     SharedKeys(expected);
     if (others) {
       SharedKeys(registry);
@@ -256,36 +253,23 @@ TEST(RegistrationScriptEngine, UnregistrationRemovesOnlyWhatTheModuleAdded) {
     EXPECT_EQ(Everything(expected), Everything(registry)) << "other components: " << others;
     EXPECT_EQ(S_OK, RunModuleScript(registry, false)) << "nothing left to remove is no failure";
   }
-}
-
-TEST(RegistrationScriptEngine, PerUserMovesClassesToTheUsersHive) {
   MemoryRegistry registry;
-  ASSERT_EQ(S_OK, RunModuleScript(registry, true, true));
-  EXPECT_EQ("", registry.Dump(RegistryRoot::ClassesRoot, u"CLSID"));
-  EXPECT_EQ(RegisteredClasses(), registry.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
-  EXPECT_EQ(RegisteredMmc(), registry.Dump(RegistryRoot::LocalMachine, u"SOFTWARE\\Microsoft\\MMC"));
-  ASSERT_EQ(S_OK, RunModuleScript(registry, false, true));
-  EXPECT_EQ("CLSID\n", registry.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
-}
-
-TEST(RegistrationScriptEngine, SyntaxErrorChangesNothing) {
-  MemoryRegistry registry;
-  const std::string before = Everything(registry);
   std::u16string error;
   EXPECT_EQ(E_INVALIDARG,
             RunRegistrationScript(registry, u"HKLM { A = s 'a' }\nHKCR { B = s }", {}, true, false, &error));
   EXPECT_EQ(u"line 2, column 14: expected a quoted text", error);
-  EXPECT_EQ(before, Everything(registry));
+  EXPECT_EQ(Everything(MemoryRegistry()), Everything(registry)) << "a syntax error changes nothing";
 }
 
-// ---- Removal rules on small scripts ----
-
+// Plain keys go once empty, values of others keep theirs, the shared key keeps its default; Delete keys
+// go at registration only.
 TEST(RegistrationScriptEngine, RemovalRules) {
   MemoryRegistry registry;
+  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Old\\Deep\\Deeper", u"v", u"x");
   const auto script = Parse(
       u"HKCU { NoRemove Shared = s 'shared default' { val Ours = s 'x'\n"
       u"  Plain = s 'p' { val V = d '7' }\n"
-      u"  Kept = s 'k'\n"
+      u"  Kept = s 'k'  Delete Old\n"
       u"  Parent { Child } } }");
   ASSERT_EQ(S_OK, RegisterScript(registry, script, false));
   EXPECT_EQ(R"dump(Shared
@@ -303,29 +287,18 @@ TEST(RegistrationScriptEngine, RemovalRules) {
 
   SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Kept", u"Foreign", u"keeps it");
   SetString(registry, RegistryRoot::CurrentUser, u"Shared", u"Foreign", u"stays");
+  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Old", u"v", u"x");
   ASSERT_EQ(S_OK, UnregisterScript(registry, script, false));
-  // Plain keys go once empty; values of others keep theirs; the shared key keeps its default.
   EXPECT_EQ(R"dump(Shared
   @ = REG_SZ "shared default"
   Foreign = REG_SZ "stays"
   Kept
     Foreign = REG_SZ "keeps it"
+  Old
+    v = REG_SZ "x"
 )dump",
             registry.Dump(RegistryRoot::CurrentUser, u"Shared"));
 }
-
-TEST(RegistrationScriptEngine, DeleteKeysGoAtRegistrationOnly) {
-  MemoryRegistry registry;
-  SetString(registry, RegistryRoot::CurrentUser, u"App\\Old\\Deep\\Deeper", u"v", u"x");
-  const auto script = Parse(u"HKCU { NoRemove App { Delete Old } }");
-  ASSERT_EQ(S_OK, RegisterScript(registry, script, false));
-  EXPECT_EQ("App\n", registry.Dump(RegistryRoot::CurrentUser, u"App"));
-  SetString(registry, RegistryRoot::CurrentUser, u"App\\Old", u"v", u"x");
-  ASSERT_EQ(S_OK, UnregisterScript(registry, script, false));
-  EXPECT_EQ("App\n  Old\n    v = REG_SZ \"x\"\n", registry.Dump(RegistryRoot::CurrentUser, u"App"));
-}
-
-// ---- Failure part-way ----
 
 // Refuses the n-th change that registration makes (a key created or deleted, a value written) with
 // ERROR_ACCESS_DENIED, once.
@@ -335,8 +308,7 @@ struct FailurePlan {
   bool Refuse() { return changes++ == failAt; }
 };
 
-class RefusingKey final : public IRegistryKey {
- public:
+struct RefusingKey final : IRegistryKey {
   RefusingKey(std::unique_ptr<IRegistryKey> inner, FailurePlan& plan) : inner_(std::move(inner)), plan_(plan) {}
   LONG SetValue(std::u16string_view name, DWORD type, const BYTE* data, DWORD size) override {
     return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_->SetValue(name, type, data, size);
@@ -344,9 +316,8 @@ class RefusingKey final : public IRegistryKey {
   LONG OpenKey(std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key) override {
     return inner_->OpenKey(path, access, key);
   }
-  LONG CreateKey(std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key,
-                 DWORD* disposition) override {
-    return inner_->CreateKey(path, access, key, disposition);
+  LONG CreateKey(std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key, DWORD* d) override {
+    return inner_->CreateKey(path, access, key, d);
   }
   LONG QueryValue(std::u16string_view name, DWORD* type, BYTE* data, DWORD* size) override {
     return inner_->QueryValue(name, type, data, size);
@@ -356,18 +327,14 @@ class RefusingKey final : public IRegistryKey {
   LONG EnumKey(DWORD index, std::u16string& name) override { return inner_->EnumKey(index, name); }
   LONG EnumValue(DWORD index, std::u16string& name) override { return inner_->EnumValue(index, name); }
   LONG DeleteKey(std::u16string_view path, REGSAM view) override { return inner_->DeleteKey(path, view); }
-
- private:
   std::unique_ptr<IRegistryKey> inner_;
   FailurePlan& plan_;
 };
 
-class RefusingRegistry final : public IRegistry {
- public:
+struct RefusingRegistry final : IRegistry {
   RefusingRegistry(IRegistry& inner, FailurePlan& plan) : inner_(inner), plan_(plan) {}
-  LONG OpenKey(RegistryRoot root, std::u16string_view path, REGSAM access,
-               std::unique_ptr<IRegistryKey>& key) override {
-    return inner_.OpenKey(root, path, access, key);
+  LONG OpenKey(RegistryRoot root, std::u16string_view path, REGSAM sam, std::unique_ptr<IRegistryKey>& key) override {
+    return inner_.OpenKey(root, path, sam, key);
   }
   LONG CreateKey(RegistryRoot root, std::u16string_view path, REGSAM access, std::unique_ptr<IRegistryKey>& key,
                  DWORD* disposition) override {
@@ -379,49 +346,36 @@ class RefusingRegistry final : public IRegistry {
   LONG DeleteKey(RegistryRoot root, std::u16string_view path, REGSAM view) override {
     return plan_.Refuse() ? ERROR_ACCESS_DENIED : inner_.DeleteKey(root, path, view);
   }
-
- private:
   IRegistry& inner_;
   FailurePlan& plan_;
 };
 
 // Every possible point of failure, over a machine that already holds an older registration with
-// extra keys (so ForceRemove deletes something that has to come back).
+// extra keys (so ForceRemove deletes something that has to come back); then a refused unregistration.
 TEST(RegistrationScriptEngine, FailureAtAnyStepLeavesTheRegistryAsBefore) {
   const auto script = Parse(ModuleScript(), ModuleReplacements());
-  auto prepare = [](MemoryRegistry& registry) {
-    SharedKeys(registry);
-    OtherComponent(registry);
-    SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EB}\\Old\\Deep", u"Data",
-              u"old");
-    SetString(registry, RegistryRoot::LocalMachine,
-              u"SOFTWARE\\Microsoft\\MMC\\NodeTypes\\{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}\\Extensions\\Namespace",
-              u"{0471D727-58C9-47C4-8350-7D99EB9B60EC}", u"older text");
-  };
-  // Refuses one more change each time, until the registration has nothing left to refuse.
   for (int step = 0;; ++step) {
     MemoryRegistry registry;
-    prepare(registry);
+    SharedKeys(registry);
+    OtherComponent(registry);
+    SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EB}\\Old\\Deep",
+              u"Data", u"old");
+    SetString(registry, RegistryRoot::LocalMachine,
+              kMmc + std::u16string(u"NodeTypes\\{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}\\Extensions\\Namespace"),
+              u"{0471D727-58C9-47C4-8350-7D99EB9B60EC}", u"older text");
     const std::string before = Everything(registry);
     FailurePlan plan{step, 0};
     RefusingRegistry wrapper(registry, plan);
     const HRESULT hr = RegisterScript(wrapper, script, false);
     if (hr == S_OK) {
       EXPECT_GT(step, 50);
+      plan.failAt = plan.changes;
+      EXPECT_EQ(HResultFromWin32(ERROR_ACCESS_DENIED), UnregisterScript(wrapper, script, false));
       break;
     }
     ASSERT_EQ(HResultFromWin32(ERROR_ACCESS_DENIED), hr) << "step " << step;
     ASSERT_EQ(before, Everything(registry)) << "step " << step;
   }
-}
-
-TEST(RegistrationScriptEngine, UnregistrationReportsARefusedDeletion) {
-  MemoryRegistry registry;
-  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
-  FailurePlan plan{0, 0};
-  RefusingRegistry wrapper(registry, plan);
-  const auto script = Parse(ModuleScript(), ModuleReplacements());
-  EXPECT_EQ(HResultFromWin32(ERROR_ACCESS_DENIED), UnregisterScript(wrapper, script, false));
 }
 
 }  // namespace

@@ -1,9 +1,4 @@
-// The RSoP data: finding the namespace, the query and its skip rules, the merge by precedence,
-// GPO display names, and the failures that leave the merged entries in place.
-#include <algorithm>
-#include <iterator>
-#include <set>
-
+// The RSoP data: the namespace, the query and its skip rules, the merge by precedence, GPO names, failures.
 #include "shared_fixtures.h"
 
 using namespace vx::rsop;
@@ -63,8 +58,6 @@ class RsopDataTest : public vxtest::TracedTest {
   CRsopData data{RsopPorts{&ports.locator, &ports.directory, &ports.clipboard}};
 };
 
-// ---- finding the namespace and connecting
-
 TEST_F(RsopDataTest, InitAsksTheConsoleOncePublishesTheNamespaceAndConnects) {
   Connect();
   EXPECT_EQ(data.Namespace(), kMachineNs);
@@ -88,10 +81,6 @@ TEST_F(RsopDataTest, InitAsksTheConsoleOncePublishesTheNamespaceAndConnects) {
   EXPECT_EQ(page.Namespace(), kMachineNs);
   EXPECT_EQ(ports.info.sections.size(), 2u);
 
-  const auto texts = Written('U');
-  EXPECT_EQ(
-      std::vector<std::string>(texts.begin(), texts.begin() + 4),
-      (std::vector<std::string>{"query IRSOPInformation", "GetNamespace", "pLoc.CoCreateInstance", "ConnectServer"}));
 }
 
 TEST_F(RsopDataTest, InitFailuresAreReturnedAndLeaveTheDataUnconnected) {
@@ -113,12 +102,7 @@ TEST_F(RsopDataTest, InitFailuresAreReturnedAndLeaveTheDataUnconnected) {
   ports.locator.connectFailure = S_OK;
   EXPECT_EQ(data.InitRsop(&ports.info), S_OK);  // not connected before, so it tries again
   EXPECT_EQ(ports.locator.namespaces.size(), 2u);
-
-  const auto results = Written('E');
-  EXPECT_EQ(std::count(results.begin(), results.end(), "-2147467262 "), 2) << "InitRsop's E_NOINTERFACE results";
 }
-
-// ---- the query and the objects it skips
 
 TEST_F(RsopDataTest, RejectedObjectsAreSkippedWithTheirReasonAndTheQueryGoesOn) {
   Connect();
@@ -151,34 +135,22 @@ TEST_F(RsopDataTest, RejectedObjectsAreSkippedWithTheirReasonAndTheQueryGoesOn) 
   EXPECT_EQ(Merged(), "RuntimePolicy: 0000000000000003, /1 of /1; ") << "the key is compared ignoring case";
 
   const auto texts = Written('U');
-  const std::set<std::string> known = {"empty key name", "unknown key name", "empty value name", "bad value type",
-                                       "invalid value data"};
-  std::vector<std::string> reasons;
-  std::copy_if(texts.begin(), texts.end(), std::back_inserter(reasons), [&](const auto& t) { return known.count(t); });
-  EXPECT_EQ(reasons,
-            (std::vector<std::string>{"empty key name", "empty key name", "unknown key name", "empty value name",
-                                      "empty value name", "bad value type", "bad value type", "invalid value data"}));
-  EXPECT_TRUE(Has(texts, "[08] ..............................."));
+  for (const char* reason : {"empty key name", "unknown key name", "empty value name", "bad value type",
+                             "invalid value data", "[08] ..............................."})
+    EXPECT_TRUE(Has(texts, reason)) << reason;
   EXPECT_FALSE(Has(texts, "[09] ..............................."));
 }
 
-TEST_F(RsopDataTest, AcceptedObjectTracesItsEntryBlock) {
+TEST_F(RsopDataTest, AcceptedObjectKeepsItsDeletedFlagAndTracesItsEntry) {
   Connect();
   Add(kDomainGpo, Variant::I4(2), u"0000000000000011");
   ports.locator.objects[0][u"deleted"] = Variant::Bool(true);
   EXPECT_EQ(data.QueryRsop(), S_OK);
   EXPECT_EQ(data.Entries().at(0).deleted, 1);
-  auto texts = Written('U');
-  texts.erase(texts.begin(), texts.begin() + 4);  // InitRsop's
-  const std::string gpo = vx::Utf16ToUtf8(kDomainGpo);
-  EXPECT_EQ(texts, (std::vector<std::string>{"[00] ...............................", "0000000000000011",
-                                             "GPOID: " + gpo, "ADsGetObject(LDAP://" + gpo + ")", "Get(displayName)",
-                                             "fiendly: Domain", "entry", "-----------------", "name:    LogonPolicy",
-                                             "data:    0000000000000011", "gpo-id:  " + gpo, "friendly:Domain",
-                                             "prec:    2", "deleted: 1", "-----------------", "adding entry"}));
+  const auto texts = Written('U');
+  for (const char* line : {"name:    LogonPolicy", "data:    0000000000000011", "prec:    2", "deleted: 1"})
+    EXPECT_TRUE(Has(texts, line)) << line;
 }
-
-// ---- the merge by value name and precedence
 
 TEST_F(RsopDataTest, MergeByValueNameAndPrecedence) {
   struct Setting {
@@ -222,12 +194,7 @@ TEST_F(RsopDataTest, MergeByValueNameAndPrecedence) {
   EXPECT_EQ(data.FindEntry(u"lOGONpOLICY"), &data.Entries()[0]);
   EXPECT_EQ(data.FindEntry(u"RUNTIMEPOLICY"), &data.Entries()[1]);
   EXPECT_EQ(data.FindEntry(u"KioskRuntimePolicy"), nullptr);
-  const auto texts = Written('U');
-  EXPECT_TRUE(Has(texts, "existing: updating data"));
-  EXPECT_TRUE(Has(texts, "existing: updating precedence"));
 }
-
-// ---- GPO display names
 
 TEST_F(RsopDataTest, FriendlyNamesOfLocalAndDirectoryGpos) {
   const auto friendly = [&](std::u16string id, HRESULT expected = S_OK) {
@@ -251,13 +218,7 @@ TEST_F(RsopDataTest, FriendlyNamesOfLocalAndDirectoryGpos) {
   Add(kDomainGpo, Variant::I4(1), u"1");
   EXPECT_EQ(data.QueryRsop(), S_OK);
   EXPECT_EQ(data.Entries().at(0).winner.gpoName, kDomainGpo);
-
-  const auto texts = Written('U');
-  EXPECT_TRUE(Has(texts, "local gpo ? LocalGPO"));
-  EXPECT_TRUE(Has(texts, "empty GPOID"));
 }
-
-// ---- running once, and failures that pass to the caller
 
 TEST_F(RsopDataTest, LoadRsopQueriesOnceItHasSucceededAndFailuresKeepWhatWasMerged) {
   EXPECT_EQ(Thrown([&] { data.QueryRsop(); }), E_POINTER) << "not connected";
@@ -282,10 +243,7 @@ TEST_F(RsopDataTest, LoadRsopQueriesOnceItHasSucceededAndFailuresKeepWhatWasMerg
   EXPECT_EQ(data.LoadRsop(), S_OK);
   EXPECT_EQ(data.LoadRsop(), S_OK);
   EXPECT_EQ(ports.locator.queries.size(), 4u);
-  EXPECT_TRUE(Has(Written('E'), "object.Get(name, value)"));
 }
-
-// ---- the shared pointer and the array limits
 
 TEST_F(RsopDataTest, NullRsopPointerIsTracedAndThrowsUnexpected) {
   CRsopDataPtr empty;
@@ -296,15 +254,12 @@ TEST_F(RsopDataTest, NullRsopPointerIsTracedAndThrowsUnexpected) {
   EXPECT_FALSE(set.IsRsopMode());
   set->SetNamespace(kUserNs);
   EXPECT_TRUE(set.IsRsopMode());
-  const auto results = Written('E');
-  ASSERT_EQ(results.size(), 1u);
-  EXPECT_TRUE(Has(results, "] this->m_pRsop: NULL pointer detected")) << results[0];
+  EXPECT_EQ(Written('E').size(), 1u) << "the null pointer is traced";
 }
 
 TEST(RsopArrays, GrowByDoublingUpToTwoToThe25) {
-  EXPECT_EQ(detail::GrowCapacity(0), 1);
-  EXPECT_EQ(detail::GrowCapacity(3), 6);
-  EXPECT_EQ(detail::GrowCapacity(1 << 23), 1 << 24);
+  for (const auto& [capacity, grown] : {std::pair{0, 1}, {3, 6}, {1 << 23, 1 << 24}})
+    EXPECT_EQ(detail::GrowCapacity(capacity), grown);
   for (const std::int32_t capacity : {1 << 24, -1, INT32_MIN})
     EXPECT_EQ(Thrown([&] { detail::GrowCapacity(capacity); }), E_OUTOFMEMORY) << capacity;
 }

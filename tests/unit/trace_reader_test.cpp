@@ -69,8 +69,6 @@ std::string Print(TracePrinter& printer, const TraceRecord& record) {
   return out;
 }
 
-// --- A well-formed file --------------------------------------------------------------------------
-
 TEST(TraceReaderFile, NestedScopesOnTwoThreadsWithDateChangesAndAnAppendedRun) {
   FileBuilder file;
   file.Header();
@@ -133,8 +131,6 @@ TEST(TraceReaderFile, KnownKindWithUnexpectedTextIsKeptAndShownAsItStands) {
             "not a\\x01date --:--:--.--- 00000007 < stray\n"
             "not a\\x01date --:--:--.--- 00000007 U x\n");
 }
-
-// --- Faults: each stops the reader, names its byte offset, keeps what came before --------------
 
 struct FaultCase {
   const char* name;
@@ -203,14 +199,11 @@ TEST(TraceReaderFaults, EachFaultNamesItsOffsetAndKeepsWhatCameBefore) {
 
 TEST(TraceReaderFaults, LimitsThemselvesAndAFileOfOnlyAHeaderAreAccepted) {
   FileBuilder file;
-  file.Line("trace3").Line(std::string(vxtrace::kMaxHeaderLineBytes, 'x')).Line(".");
-  const TraceFile parsed = file.Parse();
+  const TraceFile parsed = file.Line("trace3").Line(std::string(vxtrace::kMaxHeaderLineBytes, 'x')).Line(".").Parse();
   EXPECT_FALSE(parsed.fault);
   EXPECT_EQ(parsed.recordsOffset, file.size());
   EXPECT_TRUE(parsed.records.empty());
 }
-
-// --- Cipher: every record restarts the key stream, also past the cached part ------------------
 
 TEST(TraceReaderCipher, TextsOfEveryLengthRoundTrip) {
   for (std::size_t length : {0, 9, 513, 65535}) {
@@ -226,8 +219,6 @@ TEST(TraceReaderCipher, TextsOfEveryLengthRoundTrip) {
     EXPECT_EQ(parsed.records[1].text, text);
   }
 }
-
-// --- Printer: scope depth per thread ------------------------------------------------------------
 
 TEST(TraceReaderPrinter, EnterPrintsThenDeepensExitUndoesThenPrintsNeverBelowZeroAndANewRunResets) {
   TracePrinter printer;
@@ -256,8 +247,6 @@ TEST(TraceReaderPrinter, DeepScopesKeepTheIndentationCappedAndShowTheirDepth) {
   EXPECT_EQ(line, "--/--/-- --:--:--.--- 00000001 U " + std::string(2 * TracePrinter::kMaxIndentLevels, ' ') +
                       "[41] deep\n");
 }
-
-// --- Escaping: one record is one line ------------------------------------------------------------
 
 TEST(TraceReaderEscaping, ControlCharactersAndStrayBytesAreShownEscaped) {
   const std::pair<std::string_view, std::string_view> cases[] = {

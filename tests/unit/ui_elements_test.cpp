@@ -1,5 +1,4 @@
-// The plug-in element catalogue: registrations read from the registry, order hints and their single
-// displacement step, sub-element expansion, the name-keyed table, and failures that skip one element.
+// The plug-in element catalogue: registrations, order hints, sub-elements, the table, skipped elements.
 #include "plugins/ui_elements.h"
 
 #include <cstring>
@@ -43,11 +42,8 @@ class UIElementsTest : public vxtest::WithPlugins {
 TEST(GuidText, ParsesTheRegistryFormStrictly) {
   GUID guid{};
   ASSERT_EQ(S_OK, GuidFromString(u"{94B2C874-B9DB-4149-b100-3675207b3723}", guid));
-  EXPECT_EQ(0x94B2C874u, guid.Data1);
-  EXPECT_EQ(0xB9DB, guid.Data2);
-  EXPECT_EQ(0x4149, guid.Data3);
-  const std::uint8_t data4[8] = {0xB1, 0x00, 0x36, 0x75, 0x20, 0x7B, 0x37, 0x23};
-  EXPECT_EQ(0, std::memcmp(data4, guid.Data4, 8));
+  const GUID expected{0x94B2C874u, 0xB9DB, 0x4149, {0xB1, 0x00, 0x36, 0x75, 0x20, 0x7B, 0x37, 0x23}};
+  EXPECT_EQ(0, std::memcmp(&expected, &guid, sizeof guid));
   EXPECT_EQ(u"{94B2C874-B9DB-4149-B100-3675207B3723}", GuidToString(guid));
 
   for (const char16_t* bad : {u"94B2C874-B9DB-4149-B100-3675207B3723", u"{94B2C874-B9DB-4149-B100-3675207B3723}x",
@@ -83,10 +79,6 @@ TEST_F(UIElementsTest, OrderHintsWithOneStepOfDisplacement) {
     ASSERT_EQ(S_OK, elements.LoadElements(true));
     EXPECT_EQ(c.order, Names(elements)) << vx::Utf16ToUtf8(c.subkey);
   }
-  const auto messages = Written('U');
-  EXPECT_TRUE(Has(messages, "vOrderHint = 5"));
-  EXPECT_TRUE(Has(messages, "Order hint already exists!!!"));
-  EXPECT_TRUE(Has(messages, "Order hint + 1 already exists, either!!!"));
 }
 
 TEST_F(UIElementsTest, SubElementsAreExpandedOnlyWhenAsked) {
@@ -107,7 +99,6 @@ TEST_F(UIElementsTest, SubElementsAreExpandedOnlyWhenAsked) {
   group->SetProperty(eKELT_LST_SUBELEMENTS, Variant::I4(3));
   ASSERT_EQ(S_OK, picky.LoadElements(true));
   EXPECT_EQ((Strings{"Group", "Single"}), Names(picky));
-  EXPECT_TRUE(Has(Written('U'), "#sub elements: 4"));
 }
 
 TEST_F(UIElementsTest, SiteCallbackIsHandedToMembersThatHaveASite) {
@@ -122,9 +113,6 @@ TEST_F(UIElementsTest, SiteCallbackIsHandedToMembersThatHaveASite) {
   EXPECT_EQ(E_ACCESSDENIED, catalogue.AddElement(ordered, unordered, Clsid(3), Module(3), true, &callback));
   ASSERT_EQ(2u, unordered.size());
   EXPECT_EQ((std::vector<ISiteCallback*>{&callback}), withSite->Sites());
-  const auto results = Written('E');
-  EXPECT_TRUE(Has(results, "HPTR(cpsite)"));
-  EXPECT_TRUE(Has(results, "cpsite->SetSite(pconfigUICallback)"));
 }
 
 TEST_F(UIElementsTest, ElementWithoutStringNameIsRefused) {
@@ -136,9 +124,6 @@ TEST_F(UIElementsTest, ElementWithoutStringNameIsRefused) {
   EXPECT_EQ(E_FAIL, catalogue.AddElement(ordered, unordered, Clsid(3), Module(3), true));
   EXPECT_TRUE(ordered.empty());
   EXPECT_TRUE(unordered.empty());
-  const auto results = Written('E');
-  EXPECT_TRUE(Has(results, "] E_UNEXPECTED"));
-  EXPECT_TRUE(Has(results, "cpelementUI->GetProperty(eKELT_LST_NAME, &cvName)"));
 }
 
 TEST_F(UIElementsTest, NameIsReadAgainWhenTheTableIsFilled) {
@@ -195,11 +180,8 @@ TEST_F(UIElementsTest, EachBadRegistrationOrFailedCreationSkipsOneElement) {
   EXPECT_EQ((Strings{"Good", "Expandable", "Longest"}), Names(catalogue));
   ASSERT_EQ(5u, factory.Calls().size());
   EXPECT_EQ(expandable, factory.Calls()[1].modulePath);
-  const auto results = Written('E');
-  EXPECT_TRUE(Has(results, "-2147221005 hr2"));  // CO_E_CLASSSTRING
-  EXPECT_TRUE(Has(results, "-2146893818 hr2"));  // NTE_BAD_SIGNATURE
-  EXPECT_TRUE(Has(results, "_COM_TEST_BOOL((0 != cpelementRegisteredUI))"));
-  EXPECT_TRUE(Has(results, "-2147467261 hr2"));  // E_POINTER
+  const auto results = Written('E');  // each skipped element's failure is traced
+  for (const char* code : {"-2147221005 hr2", "-2146893818 hr2", "-2147467261 hr2"}) EXPECT_TRUE(Has(results, code));
 }
 
 TEST_F(UIElementsTest, MissingPluginKeyFailsAndLeavesTheTableEmpty) {
@@ -214,7 +196,6 @@ TEST_F(UIElementsTest, MissingPluginKeyFailsAndLeavesTheTableEmpty) {
   ASSERT_EQ(ERROR_SUCCESS, registry.DeleteKey(vx::platform::RegistryRoot::LocalMachine, editor.KeyPath()));
   EXPECT_EQ(vx::HResultFromWin32(ERROR_FILE_NOT_FOUND), editor.LoadElements(true));
   EXPECT_EQ(0, editor.GetSize());
-  EXPECT_TRUE(Has(Written('U'), "SOFTWARE\\Vantorix\\KELT\\Plugins\\UIElements\\GPOEditorTokens"));
 }
 
 }  // namespace
