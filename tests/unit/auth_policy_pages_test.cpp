@@ -171,16 +171,17 @@ TEST_F(AddDialog, NoAuthenticationIsChosenOnlyAfterTheWarning) {
 // An editor with the page's answers given by the test.
 class TestEditor final : public CAuthPolicyEditor {
  public:
-  TestEditor(AuthPolicyEditorArgs args, vx::policy::CRoleSettingsTable roles, bool editor, bool readOnly)
-      : CAuthPolicyEditor(std::move(args), std::move(roles)), m_editor(editor), m_readOnly(readOnly) {}
-  bool LeavesOutRoleGroups() const override { return true; }
+  TestEditor(AuthPolicyEditorArgs args, vx::policy::CRoleSettingsTable roles, bool editor, bool readOnly,
+             bool groups = false)
+      : CAuthPolicyEditor(std::move(args), std::move(roles)), m_editor(editor), m_readOnly(readOnly), m_groups(groups) {}
+  bool LeavesOutRoleGroups() const override { return !m_groups; }
   bool IsGpoEditor() const override { return m_editor; }
   bool IsReadOnly() const override { return m_readOnly; }
   void SetModified(bool on) override { modified = on; }
   bool modified = false;
 
  private:
-  bool m_editor, m_readOnly;
+  bool m_editor, m_readOnly, m_groups;
 };
 
 class Editor : public vxtest::PageFixture {
@@ -339,6 +340,41 @@ TEST_F(Editor, HoveringSelectsAndShowsTheDeleteIcon) {
   readOnly.OnHotTrack(0, Point{100, 5});
   EXPECT_EQ(0, view.dialogs);
   EXPECT_EQ(-1, view.selected);
+}
+
+TEST_F(Editor, RoleGroupsAndMenuCommands) {
+  vx::policy::CRoleSettingsTable roles;
+  roles.Ensure(1).roleNameId = IDS_ROLE_LOGON;
+  roles.Ensure(1).Add(0x1);
+  roles.Ensure(2).roleNameId = IDS_ROLE_RUNTIME;
+  roles.Ensure(2).Add(0x2);
+  AuthPolicyEditorArgs args{1, Catalogue(1), Catalogue(2), &registry, &factory, &clock};
+  TestEditor editor(std::move(args), std::move(roles), true, false, true);
+  editor.OnInitDialog(view);
+  EXPECT_EQ((Strings{"group 1 Logon", "group 2 Runtime"}), (Strings{view.log[0], view.log[1]}));
+
+  // Add from the menu of a row goes to that row's role.
+  view.hits[10] = {1, 0, kHitOnItemLabel};
+  editor.OnRClick(1, Point{10, 0});
+  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) {
+    return Choose(dialog, shown, "Smart card");
+  };
+  editor.OnCommand(ID_POLICY_ADD);
+  EXPECT_FALSE(view.lastDialog.roleChoice);
+  EXPECT_EQ((std::vector<ULONGLONG>{0x2, 0x4}), editor.Roles().Find(2)->Combinations());
+
+  // Edit and Delete act on the selected row; the delete icon follows the selection.
+  view.selected = 0;
+  editor.OnItemChanged(0, 0, kStateSelected);
+  EXPECT_EQ(static_cast<int>(IDI_DELETE), view.rows[0].deleteImage);
+  view.dialogScript = [](CAuthPolicyAdd&, RecordingAddView&) { return ID_POLICY_DELETE; };
+  boxes.answer = IDYES;
+  editor.OnCommand(ID_POLICY_EDIT);  // the dialog's own Delete button
+  EXPECT_EQ((std::vector<ULONGLONG>{0x1}), editor.Roles().Find(1)->Combinations()) << "a role's last one stays";
+  editor.OnCommand(ID_POLICY_DELETE);
+  EXPECT_EQ(2u, boxes.shown.size());
+  editor.OnListSetFocus();
+  EXPECT_EQ("redraw", view.log.back());
 }
 
 TEST_F(Editor, EnforcementLinkNamesAFutureDate) {
