@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 #include "page_test_support.h"
+#include "pages/ole_date.h"
 #include "rsop/memory_rsop_ports.h"
 
 using namespace vx::pages;
@@ -173,7 +176,10 @@ class TestEditor final : public CAuthPolicyEditor {
  public:
   TestEditor(AuthPolicyEditorArgs args, vx::policy::CRoleSettingsTable roles, bool editor, bool readOnly,
              bool groups = false)
-      : CAuthPolicyEditor(std::move(args), std::move(roles)), m_editor(editor), m_readOnly(readOnly), m_groups(groups) {}
+      : CAuthPolicyEditor(std::move(args), std::move(roles)),
+        m_editor(editor),
+        m_readOnly(readOnly),
+        m_groups(groups) {}
   bool LeavesOutRoleGroups() const override { return !m_groups; }
   bool IsGpoEditor() const override { return m_editor; }
   bool IsReadOnly() const override { return m_readOnly; }
@@ -387,6 +393,42 @@ TEST_F(Editor, EnforcementLinkNamesAFutureDate) {
   TestEditor future(std::move(args), std::move(roles), true, false);
   future.OnInitDialog(view);
   EXPECT_EQ("<a>#47[47000]</a>", view.enforcementLink);
+}
+
+TEST(OleDate, ValidOnlyWhenTheFieldsComeBackAndComparedOnTheLine) {
+  struct Row {
+    SYSTEMTIME time;
+    double date;  // NAN: refused
+  } rows[] = {
+      // clang-format off
+      {{1899, 12, 6, 30, 0, 0, 0, 0}, 0.0},    {{1899, 12, 5, 29, 6, 0, 0, 0}, -1.25},
+      {{1900, 1, 1, 1, 12, 0, 0, 0}, 2.5},     {{100, 1, 5, 1, 0, 0, 0, 0}, -657434.0},
+      {{2000, 2, 2, 29, 0, 0, 0, 0}, 36585.0}, {{9999, 12, 5, 31, 23, 59, 59, 0}, 2958465.0 + 86399.0 / 86400},
+      {{99, 12, 0, 31, 0, 0, 0, 0}, NAN},      {{10000, 1, 0, 1, 0, 0, 0, 0}, NAN},  {{2023, 2, 0, 29, 0, 0, 0, 0}, NAN},
+      {{1900, 2, 0, 29, 0, 0, 0, 0}, NAN},     {{2026, 13, 0, 1, 0, 0, 0, 0}, NAN},  {{2026, 0, 0, 1, 0, 0, 0, 0}, NAN},
+      {{2026, 1, 0, 0, 0, 0, 0, 0}, NAN},      {{2026, 1, 0, 1, 24, 0, 0, 0}, NAN}, {{2026, 1, 0, 1, 0, 60, 0, 0}, NAN},
+      {{2026, 1, 0, 1, 0, 0, 60, 0}, NAN},
+      // clang-format on
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.time.wYear << "-" << row.time.wMonth << "-" << row.time.wDay);
+    double date = 99;
+    ASSERT_EQ(!std::isnan(row.date), ToValidOleDate(row.time, date));
+    if (std::isnan(row.date)) continue;
+    EXPECT_NEAR(row.date, date, 1e-9);
+    SYSTEMTIME back{};
+    ASSERT_TRUE(OleDateToSystemTime(date, back));
+    EXPECT_EQ(0, std::memcmp(&row.time, &back, sizeof(back))) << "day of week " << back.wDayOfWeek;
+  }
+  SYSTEMTIME time{};
+  for (double outside : {double(NAN), double(INFINITY), -657435.5, 2958466.0})
+    EXPECT_FALSE(OleDateToSystemTime(outside, time));
+  ASSERT_TRUE(OleDateToSystemTime(0.9999999, time));  // rounds to the next midnight
+  EXPECT_EQ((std::vector<int>{1899, 12, 31, 0}), (std::vector<int>{time.wYear, time.wMonth, time.wDay, time.wHour}));
+  EXPECT_EQ(0, CompareOleDates(-0.75, 0.75)) << "both 30 December 1899, 18:00";
+  EXPECT_EQ(-1, CompareOleDates(-1.25, -1.5)) << "06:00 before 12:00 on 29 December";
+  EXPECT_EQ(0, CompareOleDates(1.0, 1.0 + 4e-6));
+  EXPECT_EQ(-1, CompareOleDates(1.0, 1.0 + 7e-6));
 }
 
 // ---- the page
