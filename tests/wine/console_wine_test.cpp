@@ -1,14 +1,18 @@
 // The snap-in as an administrator meets it: the built DLL registered in the prefix, loaded by the
 // console host into real tree and list windows over GPO folders kept as Registry.pol and gpt.ini, or
-// over an RSoP fixture. Screenshots of what the windows show are kept in artefacts/ beside the program.
+// over an RSoP fixture; the policy page and its dialogs worked from the keyboard (a second thread types
+// while the host's thread runs the modal sheet). Screenshots are kept in artefacts/ beside the program.
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <commctrl.h>
+#include <prsht.h>
 #include <wrl/client.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <thread>
@@ -24,6 +28,7 @@
 #include "policy/multi_sz.h"
 #include "policy/policy_settings.h"
 #include "policy/win32/gpe_information.h"
+#include "resource_ids.h"
 #include "rsop_root.h"
 #include "sample_tokens.h"
 #include "screenshot.h"
@@ -31,6 +36,7 @@
 using Microsoft::WRL::ComPtr;
 using namespace vx::console;
 using Rows = std::vector<std::vector<std::wstring>>;
+using Strings = std::vector<std::wstring>;
 
 namespace {
 
@@ -77,54 +83,67 @@ void Pump(int milliseconds) {
   }
 }
 
-// Closes the first message box this process shows, keeping its caption, its text and a screenshot.
-class MessageBoxWatcher {
- public:
-  explicit MessageBoxWatcher(std::wstring screenshot)
-      : m_screenshot(std::move(screenshot)), m_thread([this] {
-          for (int i = 0; i < 400 && !m_stop; ++i) {
-            if (HWND box = Find()) {
-              wchar_t text[1024] = {};
-              ::GetDlgItemTextW(box, 0xFFFF, text, 1024);  // the static control of a message box
-              m_text = text;
-              ::GetWindowTextW(box, text, 1024);
-              m_caption = text;
-              std::this_thread::sleep_for(std::chrono::milliseconds(200));  // painted
-              m_saved = SaveWindowBitmap(box, m_screenshot);
-              ::PostMessageW(box, WM_COMMAND, IDOK, 0);
-              return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-          }
-        }) {}
-  ~MessageBoxWatcher() { Stop(); }
-  void Stop() {
-    m_stop = true;
-    if (m_thread.joinable()) m_thread.join();
-  }
-  std::wstring m_screenshot, m_text, m_caption;
-  HRESULT m_saved = E_PENDING;
+// Keyboard input as the administrator types it, to whatever window has the focus.
+void Press(WORD key, bool alt = false) {
+  std::vector<INPUT> inputs;
+  auto add = [&](WORD vk, bool up) {
+    INPUT input{};
+    input.type = INPUT_KEYBOARD;
+    input.ki.wVk = vk;
+    input.ki.dwFlags = up ? KEYEVENTF_KEYUP : 0;
+    inputs.push_back(input);
+  };
+  if (alt) add(VK_MENU, false);
+  add(key, false);
+  add(key, true);
+  if (alt) add(VK_MENU, true);
+  ::SendInput(static_cast<UINT>(inputs.size()), inputs.data(), sizeof(INPUT));
+  std::this_thread::sleep_for(std::chrono::milliseconds(400));
+}
 
- private:
-  static HWND Find() {
-    HWND found = nullptr;
-    ::EnumWindows(
+// The enabled, visible dialog of that thread other than `other` (a modal one disables its owner),
+// once painted; null after ten seconds.
+HWND WaitForDialog(DWORD thread, HWND other = nullptr) {
+  for (int i = 0; i < 100; ++i) {
+    std::pair<HWND, HWND> search{other, nullptr};
+    ::EnumThreadWindows(
+        thread,
         [](HWND window, LPARAM param) -> BOOL {
-          DWORD process = 0;
-          ::GetWindowThreadProcessId(window, &process);
+          auto* s = reinterpret_cast<std::pair<HWND, HWND>*>(param);
           wchar_t name[16] = {};
           ::GetClassNameW(window, name, 16);
-          if (process != ::GetCurrentProcessId() || std::wstring(name) != L"#32770" || !::IsWindowVisible(window))
-            return TRUE;
-          *reinterpret_cast<HWND*>(param) = window;
-          return FALSE;
+          if (window != s->first && std::wstring(name) == L"#32770" && ::IsWindowVisible(window) &&
+              ::IsWindowEnabled(window))
+            s->second = window;
+          return TRUE;
         },
-        reinterpret_cast<LPARAM>(&found));
-    return found;
+        reinterpret_cast<LPARAM>(&search));
+    if (search.second) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(300));
+      return search.second;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
-  std::atomic<bool> m_stop{false};
-  std::thread m_thread;
-};
+  return nullptr;
+}
+
+std::wstring Text(HWND window) {
+  wchar_t text[1024] = {};
+  ::GetWindowTextW(window, text, 1024);
+  return text;
+}
+
+// The combinations the page's list shows, "Password + Fingerprint" per row.
+Strings ListRows(HWND list) {
+  Strings rows;
+  for (int row = 0; row < ListView_GetItemCount(list); ++row) {
+    wchar_t first[260] = {}, second[260] = {};
+    ListView_GetItemText(list, row, 0, first, 260);
+    ListView_GetItemText(list, row, 2, second, 260);
+    rows.push_back(second[0] ? std::wstring(first) + L" + " + second : std::wstring(first));
+  }
+  return rows;
+}
 
 class ConsoleWine : public ::testing::Test {
  protected:
@@ -136,6 +155,8 @@ class ConsoleWine : public ::testing::Test {
     const auto registerServer = vx::platform::ProcAddress<Entry>(s_module, "DllRegisterServer");
     ASSERT_NE(registerServer, nullptr);
     ASSERT_EQ(registerServer(), S_OK);
+    // The host's stand-in for the console library, which the pages' notifications go through.
+    ASSERT_NE(::LoadLibraryW(WindowsPath(VX_MMCBASE_DLL).c_str()), nullptr);
   }
   static void TearDownTestSuite() {
     if (s_module) {
@@ -177,6 +198,30 @@ class ConsoleWine : public ::testing::Test {
     EXPECT_TRUE(host->Select({root, L"Vantorix Keystone Client", L"Security", node}));
     return host->ResultRows();
   }
+  void Shot(HWND window, const std::wstring& name) {
+    EXPECT_EQ(SaveWindowBitmap(window, BesideProgram(L"artefacts\\" + name + L".bmp")), S_OK);
+  }
+  // The logon policy's masks in Machine\Registry.pol.
+  std::vector<ULONGLONG> StoredLogon() {
+    std::vector<vx::gpo::PolRecord> records;
+    vx::gpo::PolError error;
+    EXPECT_TRUE(vx::gpo::ParseRegistryPol(ReadBytes(folder / L"Machine\\Registry.pol"), records, error));
+    for (const auto& record : records)
+      if (record.value == vx::policy::kLogonPolicy) return vx::policy::ParseMultiSz(record.data);
+    return {0xDEAD};  // no value
+  }
+  // Opens the logon policy's sheet on this thread; drive works it from a second one, then it is closed.
+  void WithSheet(const std::function<void(HWND sheet, HWND page, DWORD thread)>& drive) {
+    const DWORD thread = ::GetCurrentThreadId();
+    std::thread driver([&] {
+      HWND sheet = WaitForDialog(thread);
+      ASSERT_NE(sheet, nullptr) << "no property sheet";
+      drive(sheet, PropSheet_GetCurrentPageHwnd(sheet), thread);
+      if (::IsWindow(sheet)) ::PostMessageW(sheet, WM_COMMAND, IDCANCEL, 0);
+    });
+    EXPECT_TRUE(host->OpenProperties(L"Logon Policy"));
+    driver.join();
+  }
   // Keeps what the windows show; the result pane must not change meanwhile.
   void Screenshot(const std::wstring& name) {
     const Rows before = host->ResultRows();
@@ -215,12 +260,19 @@ TEST_F(ConsoleWine, BothSectionsShowTheBranchAndTheirPolicies) {
 
 TEST_F(ConsoleWine, WithoutPluginsAuthenticationShowsTheErrorBoxAndNoItems) {
   ASSERT_NO_FATAL_FAILURE(Open());
-  MessageBoxWatcher box(BesideProgram(L"artefacts\\console-no-plugins-box.bmp"));
+  std::wstring text, caption;
+  std::thread watcher([&, thread = ::GetCurrentThreadId()] {
+    if (HWND box = WaitForDialog(thread)) {
+      text = Text(::GetDlgItem(box, 0xFFFF));  // the static control of a message box
+      caption = Text(box);
+      Shot(box, L"console-no-plugins-box");
+      ::PostMessageW(box, WM_COMMAND, IDOK, 0);
+    }
+  });
   EXPECT_TRUE(Show(kMachine, L"Authentication").empty());
-  box.Stop();
-  EXPECT_NE(box.m_text.find(L"No credential plug-ins of"), std::wstring::npos) << Narrow(box.m_text);
-  EXPECT_FALSE(box.m_caption.empty());
-  EXPECT_EQ(box.m_saved, S_OK);
+  watcher.join();
+  EXPECT_NE(text.find(L"No credential plug-ins of"), std::wstring::npos) << Narrow(text);
+  EXPECT_FALSE(caption.empty());
   Screenshot(L"console-no-plugins");
 }
 
@@ -249,28 +301,8 @@ TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndTheViewsFollow) {
   const std::vector<BYTE> ini = ReadBytes(folder / L"gpt.ini");
   EXPECT_EQ(vx::gpo::GptIni::Parse({reinterpret_cast<const char*>(ini.data()), ini.size()}).Version(), 1u);
 
-  // A page of the Authentication node tells the console through the host's mmcbase.dll; the snap-in
-  // updates all views and the shown list follows without reopening the node.
   const Rows saved{
       {L"Logon Policy", L"Enabled"}, {L"Runtime Policy", L"Disabled"}, {L"Kiosk Runtime Policy", L"Not configured"}};
-  const vx::platform::UniqueLibrary mmcbase(::LoadLibraryW(WindowsPath(VX_MMCBASE_DLL).c_str()));
-  ASSERT_NE(mmcbase, nullptr);
-  const auto notify =
-      vx::platform::ProcAddress<HRESULT(STDAPICALLTYPE*)(LONG_PTR, LPARAM)>(mmcbase.get(), "MMCPropertyChangeNotify");
-  const auto freeHandle =
-      vx::platform::ProcAddress<HRESULT(STDAPICALLTYPE*)(LONG_PTR)>(mmcbase.get(), "MMCFreeNotifyHandle");
-  ASSERT_TRUE(notify && freeHandle);
-  MMC_COOKIE cookie = 0;
-  const LONG_PTR handle =
-      host->ScopeNotifyHandle({kMachine, L"Vantorix Keystone Client", L"Security", L"Authentication"}, &cookie);
-  ASSERT_NE(handle, 0);
-  EXPECT_EQ(notify(0, cookie), E_INVALIDARG);
-  ASSERT_EQ(notify(handle, cookie), S_OK);
-  EXPECT_NE(host->ResultRows(), saved) << "posted: nothing happens before the host's thread runs";
-  Pump(100);
-  EXPECT_EQ(host->ResultRows(), saved);
-  EXPECT_EQ(freeHandle(handle), S_OK);
-
   host->Shutdown();
   host.reset();
   gpo.reset();
@@ -311,6 +343,104 @@ TEST_F(ConsoleWine, MalformedRegistryPolIsRefusedAndLeftAsItWas) {
   EXPECT_EQ(broken.Load(), HRESULT_FROM_WIN32(ERROR_INVALID_DATA));
   EXPECT_NE(broken.Error().find(L"Registry.pol: byte "), std::wstring::npos) << Narrow(broken.Error());
   EXPECT_EQ(ReadBytes(folder / L"Machine\\Registry.pol"), bytes);
+}
+
+// The DLL's manifest (resource 2) asks for version 6 of the common controls, and an activation
+// context can be made of it: the pages' links and list views are made in it.
+TEST_F(ConsoleWine, TheDllAsksForVersion6OfTheCommonControls) {
+  HRSRC resource = ::FindResourceW(s_module, MAKEINTRESOURCEW(2), MAKEINTRESOURCEW(24));
+  HGLOBAL loaded = resource ? ::LoadResource(s_module, resource) : nullptr;
+  ASSERT_NE(loaded, nullptr);
+  const std::string manifest(static_cast<const char*>(::LockResource(loaded)), ::SizeofResource(s_module, resource));
+  EXPECT_NE(manifest.find("name=\"Microsoft.Windows.Common-Controls\" version=\"6.0.0.0\""), std::string::npos);
+  ACTCTXW request{};
+  request.cbSize = sizeof(request);
+  request.dwFlags = ACTCTX_FLAG_HMODULE_VALID | ACTCTX_FLAG_RESOURCE_NAME_VALID;
+  request.hModule = s_module;
+  request.lpResourceName = MAKEINTRESOURCEW(2);
+  HANDLE context = ::CreateActCtxW(&request);
+  ASSERT_NE(context, INVALID_HANDLE_VALUE) << ::GetLastError();
+  ::ReleaseActCtx(context);
+}
+
+TEST_F(ConsoleWine, PolicyPageByKeyboardAddEditDeleteAndApplyReachRegistryPol) {
+  ASSERT_TRUE(vxtest::RegisterAllSamples());
+  WritePol(L"Machine", {Setting(u"LogonPolicy", {0x80})});
+  ASSERT_NO_FATAL_FAILURE(Open());
+  ASSERT_TRUE(host->ExpandTo(L"Authentication"));
+  WithSheet([&](HWND sheet, HWND page, DWORD thread) {
+    HWND list = ::GetDlgItem(page, IDC_POLICIES_LIST);
+    EXPECT_EQ(ListRows(list), Strings{L"Security key"});
+
+    // Add: the list (its label's mnemonic), the link, Enter; then the dialog's two combo boxes.
+    Press('C', true);
+    Press(VK_TAB);
+    Press(VK_RETURN);
+    HWND dialog = WaitForDialog(thread, sheet);
+    ASSERT_NE(dialog, nullptr) << "no add dialog";
+    Press('P', true);
+    Press(VK_DOWN);  // Password
+    Press('S', true);
+    Press(VK_DOWN);  // from "(None)" to Fingerprint
+    Shot(dialog, L"policy-page-add-dialog");
+    Press(VK_RETURN);
+    EXPECT_EQ(ListRows(list), (Strings{L"Password + Fingerprint", L"Security key"}));
+    Shot(page, L"policy-page");
+
+    // Edit the new row (selected after the add) with Space: Fingerprint becomes Smart card.
+    Press('C', true);
+    Press(VK_SPACE);
+    ASSERT_NE(dialog = WaitForDialog(thread, sheet), nullptr) << "no edit dialog";
+    EXPECT_EQ(Text(dialog), L"Edit Credential Combination");
+    Press('S', true);
+    Press(VK_DOWN);
+    Press(VK_RETURN);
+    EXPECT_EQ(ListRows(list), (Strings{L"Password + Smart card", L"Security key"}));
+    Press('A', true);  // Apply
+    EXPECT_EQ(StoredLogon(), (std::vector<ULONGLONG>{0x80, 0x5}));
+
+    // Delete the first row with the Delete key: asked, Yes; the row now in its place opens for
+    // editing, which Escape cancels.
+    Press('C', true);
+    Press(VK_HOME);
+    Press(VK_DELETE);
+    ASSERT_NE(WaitForDialog(thread, sheet), nullptr) << "no question";
+    Press(VK_RETURN);  // Yes
+    ASSERT_NE(dialog = WaitForDialog(thread, sheet), nullptr) << "Delete falls through to edit";
+    EXPECT_EQ(Text(dialog), L"Edit Credential Combination");
+    Press(VK_ESCAPE);
+    EXPECT_EQ(ListRows(list), Strings{L"Security key"});
+    Press('A', true);
+    EXPECT_EQ(StoredLogon(), std::vector<ULONGLONG>{0x80});
+
+    // Disabled: nothing stored, and the result pane follows through the console notification.
+    Press('D', true);
+    Press('A', true);
+    EXPECT_EQ(StoredLogon(), std::vector<ULONGLONG>{});
+    for (int i = 0; i < 20 && host->ResultRows().at(0).at(1) != L"Disabled"; ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the notification is posted
+    EXPECT_EQ(host->ResultRows().at(0), (Strings{L"Logon Policy", L"Disabled"}));
+  });
+}
+
+TEST_F(ConsoleWine, PolicyPageRefusesUnreliableCredentialsAndWritesNothing) {
+  ASSERT_TRUE(vxtest::RegisterAllSamples());
+  WritePol(L"Machine", {Setting(u"LogonPolicy", {0x20})});  // Face alone, which is not reliable
+  ASSERT_NO_FATAL_FAILURE(Open());
+  ASSERT_TRUE(host->ExpandTo(L"Authentication"));
+  const std::vector<BYTE> before = ReadBytes(folder / L"Machine\\Registry.pol");
+  WithSheet([&](HWND sheet, HWND, DWORD thread) {
+    Press('D', true);
+    Press('E', true);
+    Press('A', true);
+    HWND box = WaitForDialog(thread, sheet);
+    ASSERT_NE(box, nullptr) << "no error box";
+    EXPECT_NE(Text(::GetDlgItem(box, 0xFFFF)).find(L"Face"), std::wstring::npos) << Text(::GetDlgItem(box, 0xFFFF));
+    Shot(box, L"policy-page-unreliable");
+    Press(VK_RETURN);
+    EXPECT_TRUE(::IsWindowEnabled(::GetDlgItem(sheet, 0x3021))) << "Apply stays available";
+  });
+  EXPECT_EQ(ReadBytes(folder / L"Machine\\Registry.pol"), before);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <string>
+#include <utility>
 
 #include "sample_clsids.h"
 #include "wine_support.h"
@@ -26,6 +27,21 @@ inline bool RegisterSampleTokens() {
   return RegisterSample(L"GPOEditorTokens", VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll") &&
          RegisterSample(L"GPOEditorTokens", VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll") &&
          RegisterSample(L"GPOEditorTokens", VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll");
+}
+
+// Every sample in both of the snap-in's lists.
+inline bool RegisterAllSamples() {
+  const std::pair<const wchar_t*, const wchar_t*> samples[] = {
+      {VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll"},
+      {VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll"},
+      {VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll"},
+      {VX_SAMPLE_CLSID_ONETIMECODE, L"vxsample_onetimecode.dll"},
+      {VX_SAMPLE_CLSID_BIOMETRICS, L"vxsample_biometrics.dll"},
+      {VX_SAMPLE_CLSID_SECURITYKEY, L"vxsample_securitykey.dll"}};
+  for (const wchar_t* list : {L"GPOEditorTokens", L"Tokens"})
+    for (const auto& [clsid, file] : samples)
+      if (!RegisterSample(list, clsid, file)) return false;
+  return true;
 }
 
 inline void RemovePlugins() { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey); }
