@@ -200,6 +200,22 @@ void CAuthPolicyEditor::UpdateEnforcementLink() {
   m_view->SetEnforcementLink(LinkMarkup(text));
 }
 
+void CAuthPolicyEditor::OnEnforcementLinkClicked() {
+  CTraceScope scope("CAuthPolicyEditorImpl::OnEnforcementLinkClicked");
+  if (IsReadOnly() || m_roles.Records().empty() || !m_args.clock) return;
+  policy::RoleSettings& first = *m_roles.Find(m_roles.Records().front().roleId);
+  CAuthPolicyAdvanced dialog(first.enforcementDate, first.enforcementMode, *m_args.clock);
+  if (m_view->RunEnforcementDialog(dialog) != IDOK) return;
+  // Once per role record, and each time into the first one: the other roles keep their settings.
+  for (size_t i = 0; i < m_roles.Size(); ++i) {
+    first.enforcementDate = dialog.Date();
+    first.enforcementMode = dialog.Mode();
+  }
+  scope.Message("%ls", EnforcementModeName(first.enforcementMode).c_str());
+  UpdateEnforcementLink();
+  SetModified(true);
+}
+
 // ---- add, edit, delete
 
 void CAuthPolicyEditor::OnPoliciesLinkClicked(int groupId) { RunAddDialog(RoleOfGroup(groupId), -1); }

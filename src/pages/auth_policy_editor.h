@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "pages/auth_policy_add.h"
+#include "pages/auth_policy_advanced.h"
 #include "pages/page_tokens.h"
 #include "pages/page_types.h"
 #include "platform/clock.h"
@@ -68,6 +69,8 @@ class IAuthPolicyEditorView {
   virtual void ShowContextMenu(std::span<const UINT> commands, bool firstIsDefault, Point point) = 0;
   // Runs the add-credential dialog modally; its ending code.
   virtual int RunAddDialog(CAuthPolicyAdd& dialog) = 0;
+  // Runs the enforcement dialog modally; its ending code.
+  virtual int RunEnforcementDialog(CAuthPolicyAdvanced& dialog) = 0;
   virtual void SetModified(bool modified) = 0;  // the sheet's Apply button
 };
 
@@ -100,6 +103,8 @@ class CAuthPolicyEditor {
   void DeletePolicyItem(int row);
   // The enforcement link's text from the first role record and the current time.
   void UpdateEnforcementLink();
+  // The enforcement dialog over the first role record's settings; OK writes them back into that record.
+  void OnEnforcementLinkClicked();
 
   // The list's events.
   void OnKeyDown(UINT key);

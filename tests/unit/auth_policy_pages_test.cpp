@@ -431,6 +431,72 @@ TEST(OleDate, ValidOnlyWhenTheFieldsComeBackAndComparedOnTheLine) {
   EXPECT_EQ(-1, CompareOleDates(1.0, 1.0 + 7e-6));
 }
 
+TEST_F(Editor, EnforcementDialogMovesPastDatesAWeekAheadAndWritesTheFirstRecordOnly) {
+  clock.SetTime({2026, 11, 1, 23, 12, 0, 0, 0});
+  vx::policy::CRoleSettingsTable roles;
+  roles.Ensure(1).Add(0x1);
+  vx::policy::RoleSettings& second = roles.Ensure(2);
+  second.Add(0x2);
+  second.enforcementDate = {47000.0, vx::policy::OleDate::valid};
+  second.enforcementMode = vx::policy::VX_ENFORCEPOLICY_IMMEDIATELY;
+  AuthPolicyEditorArgs args{1, Catalogue(1), Catalogue(2), &registry, &factory, &clock};
+  TestEditor editor(std::move(args), std::move(roles), true, false);
+  editor.OnInitDialog(view);
+  const auto first = [&] { return editor.Roles().Records().front(); };
+
+  // A specific date picked in the past moves to now + 7 days; a future one stays.
+  view.enforcementScript = [](CAuthPolicyAdvanced& dialog, vxtest::RecordingAdvancedView& shown) {
+    EXPECT_EQ((Strings{"Not configured", "Immediately", "From a date"}), shown.choices);
+    EXPECT_EQ(0, shown.choice);
+    EXPECT_FALSE(shown.dateShown);
+    EXPECT_EQ(2026, shown.earliest.wYear);
+    shown.picked = {2020, 1, 0, 1, 8, 0, 0, 0};
+    shown.choice = 2;
+    dialog.OnEnforcePolicySelChange();
+    EXPECT_TRUE(shown.dateShown);
+    EXPECT_EQ(0, shown.basis);
+    EXPECT_EQ((std::vector<int>{2026, 11, 30, 12}),
+              (std::vector<int>{shown.picked.wYear, shown.picked.wMonth, shown.picked.wDay, shown.picked.wHour}));
+    dialog.OnCloseCmd(IDOK);
+    return shown.ended;
+  };
+  editor.OnEnforcementLinkClicked();
+  EXPECT_EQ(vx::policy::VX_ENFORCEPOLICY_SPECIFICDATE, first().enforcementMode);
+  EXPECT_TRUE(first().enforcementDate.IsValid());
+  EXPECT_NEAR(46356.5, first().enforcementDate.value, 1e-9);
+  EXPECT_EQ(47000.0, editor.Roles().Records()[1].enforcementDate.value) << "only the first record is written";
+  EXPECT_EQ(vx::policy::VX_ENFORCEPOLICY_IMMEDIATELY, editor.Roles().Records()[1].enforcementMode);
+  EXPECT_EQ("<a>#47[46356]</a>", view.enforcementLink);
+  EXPECT_TRUE(editor.modified);
+
+  // Immediately is the valid date 0.0; Cancel changes nothing.
+  view.enforcementScript = [](CAuthPolicyAdvanced& dialog, vxtest::RecordingAdvancedView& shown) {
+    EXPECT_EQ(2, shown.choice);
+    EXPECT_EQ(30, shown.picked.wDay) << "the stored date is shown";
+    shown.choice = 1;
+    dialog.OnEnforcePolicySelChange();
+    EXPECT_FALSE(shown.dateShown);
+    dialog.OnCloseCmd(IDOK);
+    return shown.ended;
+  };
+  editor.OnEnforcementLinkClicked();
+  EXPECT_EQ(vx::policy::VX_ENFORCEPOLICY_IMMEDIATELY, first().enforcementMode);
+  EXPECT_EQ(0.0, first().enforcementDate.value);
+  EXPECT_TRUE(first().enforcementDate.IsValid());
+  EXPECT_EQ("<a>#39</a>", view.enforcementLink);
+  editor.modified = false;
+  view.enforcementScript = [](CAuthPolicyAdvanced& dialog, vxtest::RecordingAdvancedView& shown) {
+    shown.choice = 0;
+    dialog.OnCloseCmd(IDCANCEL);
+    return shown.ended;
+  };
+  editor.OnEnforcementLinkClicked();
+  EXPECT_EQ(vx::policy::VX_ENFORCEPOLICY_IMMEDIATELY, first().enforcementMode);
+  EXPECT_FALSE(editor.modified);
+  EXPECT_EQ(u"VX_ENFORCEPOLICY_SPECIFICDATE", EnforcementModeName(2));
+  EXPECT_EQ(u"UNEXPECTED_0x7", EnforcementModeName(7));
+}
+
 // ---- the page
 
 TEST(AuthPolicyPageState, RadioOfAStoredSetting) {

@@ -61,6 +61,33 @@ class RecordingAddView final : public vx::pages::IAuthPolicyAddView {
   bool roleChoice = false, deleteButton = true, ok = false, secondaryShown = false;
 };
 
+class RecordingAdvancedView final : public vx::pages::IAuthPolicyAdvancedView {
+ public:
+  HWND Owner() override { return nullptr; }
+  void SetChoices(const std::vector<ComboItem>& items, int selected) override {
+    choices = Texts(items);
+    choice = selected;
+  }
+  int SelectedChoice() override { return choice; }
+  void SetEarliestTime(const SYSTEMTIME& time) override { earliest = time; }
+  void SetPickedTime(const SYSTEMTIME& time) override { picked = time; }
+  bool PickedTime(SYSTEMTIME& time) override {
+    time = picked;
+    return picked.wYear != 0;
+  }
+  void ShowDateControls(bool visible) override { dateShown = visible; }
+  void SetTimeBases(const std::vector<ComboItem>& items, int selected) override {
+    bases = Texts(items);
+    basis = selected;
+  }
+  void End(int code) override { ended = code; }
+
+  std::vector<std::string> choices, bases;
+  int choice = -1, basis = -1, ended = 0;
+  SYSTEMTIME earliest{}, picked{};
+  bool dateShown = false;
+};
+
 // The list as the administrator would read it: one line per row ("Password + Fingerprint"), the
 // selection, and every other call of the page in order.
 class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
@@ -123,6 +150,11 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
     lastDialog = view;
     return code;
   }
+  int RunEnforcementDialog(vx::pages::CAuthPolicyAdvanced& dialog) override {
+    RecordingAdvancedView shown;
+    dialog.OnInitDialog(shown);
+    return enforcementScript ? enforcementScript(dialog, shown) : IDCANCEL;
+  }
   void SetModified(bool on) override { modified = on; }
   void CheckStateRadio(UINT id) override { checked = id; }
   void EnableStateRadios(bool enabled) override { radiosEnabled = enabled; }
@@ -159,6 +191,7 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
   RecordingAddView lastDialog;
   // Drives each add dialog once it is shown; its result is the dialog's ending code.
   std::function<int(vx::pages::CAuthPolicyAdd&, RecordingAddView&)> dialogScript;
+  std::function<int(vx::pages::CAuthPolicyAdvanced&, RecordingAdvancedView&)> enforcementScript;
 };
 
 // A fixture with the sample credentials registered in the editor's and the dialog's plug-in lists.
@@ -173,6 +206,9 @@ class PageFixture : public ::testing::Test {
     strings.texts[IDS_NO_AUTHENTICATION] = u"No authentication";
     strings.texts[IDS_ROLE_LOGON] = u"Logon";
     strings.texts[IDS_ROLE_RUNTIME] = u"Runtime";
+    strings.texts[IDS_ENFORCEMENT_UNCONFIGURED] = u"Not configured";
+    strings.texts[IDS_ENFORCEMENT_IMMEDIATELY] = u"Immediately";
+    strings.texts[IDS_ENFORCEMENT_SPECIFIC_DATE] = u"From a date";
     vx::InstallReporting({&boxes, &strings, nullptr, nullptr});
     Register(u"Password", 0x1, 1);
     Register(u"Fingerprint", 0x2, 2);
