@@ -71,6 +71,7 @@
 // The policy page's title, by policy kind (1: logon and kiosk runtime; others: runtime).
 #define IDS_PAGE_TITLE                 320
 #define IDS_PAGE_TITLE_RUNTIME         321
+#define IDS_ENFORCEMENT_LOCAL_TIME     322
 
 // Icons of the language resource module.
 #define IDI_PAGE_HEADER                129
@@ -101,6 +102,12 @@
 #define IDC_PRIMARY_LABEL              1204
 #define IDC_SECONDARY_COMBO            1205
 #define IDC_SECONDARY_LABEL            1206
+#define IDC_ENFORCE_MODE               1210
+#define IDC_ENFORCE_DATE               1211
+#define IDC_ENFORCE_TIME               1212
+#define IDC_ENFORCE_BASIS              1213
+#define IDC_ENFORCE_DATE_LABEL         1214
+#define IDC_ENFORCE_BASIS_LABEL        1215
 #define ID_POLICY_EDIT                 40016
 #define ID_POLICY_DELETE               40017
 #define ID_POLICY_ADD                  40019

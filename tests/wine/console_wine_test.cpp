@@ -443,4 +443,34 @@ TEST_F(ConsoleWine, PolicyPageRefusesUnreliableCredentialsAndWritesNothing) {
   EXPECT_EQ(ReadBytes(folder / L"Machine\\Registry.pol"), before);
 }
 
+TEST_F(ConsoleWine, PolicyPageOpensTheEnforcementDialogFromItsLink) {
+  ASSERT_TRUE(vxtest::RegisterAllSamples());
+  WritePol(L"Machine", {Setting(u"LogonPolicy", {0x1})});
+  ASSERT_NO_FATAL_FAILURE(Open());
+  ASSERT_TRUE(host->ExpandTo(L"Authentication"));
+  WithSheet([&](HWND sheet, HWND page, DWORD thread) {
+    EXPECT_EQ(Text(::GetDlgItem(page, IDC_ENFORCEMENT_LINK)), L"<a>Enforcement: not scheduled</a>");
+    Press('C', true);
+    Press(VK_TAB);
+    Press(VK_TAB);
+    Press(VK_RETURN);
+    HWND dialog = WaitForDialog(thread, sheet);
+    ASSERT_NE(dialog, nullptr) << "no enforcement dialog";
+    const auto dateShown = [&] { return ::IsWindowVisible(::GetDlgItem(dialog, IDC_ENFORCE_DATE)) != FALSE; };
+    EXPECT_FALSE(dateShown());
+    Press('E', true);
+    Press(VK_DOWN);  // Immediately
+    EXPECT_FALSE(dateShown());
+    Press(VK_DOWN);  // From a specific date
+    EXPECT_TRUE(dateShown());
+    Shot(dialog, L"policy-page-enforcement");
+    Press(VK_UP);
+    Press(VK_RETURN);
+    for (int i = 0; i < 50 && ::IsWindow(dialog); ++i)  // Wine may take a while to hand the focus back
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(::IsWindow(dialog));
+    EXPECT_TRUE(::IsWindowEnabled(::GetDlgItem(sheet, 0x3021))) << "the page is modified";
+  });
+}
+
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "pages/ole_date.h"
 #include "pages/win32/auth_policy_add_win32.h"
+#include "pages/win32/auth_policy_advanced_win32.h"
 #include "pages/win32/page_modules.h"
 #include "platform/text.h"
 
@@ -157,6 +158,10 @@ INT_PTR CAuthPolicyPageWindow::OnNotify(NMHDR* header) {
   if (header->idFrom == IDC_POLICIES_LIST) return OnListNotify(header);
   if (header->idFrom == IDC_ADD_LINK && (header->code == NM_CLICK || header->code == NM_RETURN)) {
     m_presenter->OnPoliciesLinkClicked(0);
+    return TRUE;
+  }
+  if (header->idFrom == IDC_ENFORCEMENT_LINK && (header->code == NM_CLICK || header->code == NM_RETURN)) {
+    m_presenter->OnEnforcementLinkClicked();
     return TRUE;
   }
   if (header->code == PSN_APPLY) {
@@ -408,6 +413,10 @@ void CAuthPolicyPageWindow::ShowContextMenu(std::span<const UINT> commands, bool
 }
 
 int CAuthPolicyPageWindow::RunAddDialog(CAuthPolicyAdd& dialog) { return CAuthPolicyAddWindow::Run(m_page, dialog); }
+
+int CAuthPolicyPageWindow::RunEnforcementDialog(CAuthPolicyAdvanced& dialog) {
+  return CAuthPolicyAdvancedWindow::Run(m_page, dialog);
+}
 
 void CAuthPolicyPageWindow::SetModified(bool modified) {
   HWND sheet = ::GetParent(m_page);

@@ -49,6 +49,7 @@ class CAuthPolicyPageWindow final : public IAuthPolicyPageView {
   Point CursorInList() override;
   void ShowContextMenu(std::span<const UINT> commands, bool firstIsDefault, Point point) override;
   int RunAddDialog(CAuthPolicyAdd& dialog) override;
+  int RunEnforcementDialog(CAuthPolicyAdvanced& dialog) override;
   void SetModified(bool modified) override;
   void CheckStateRadio(UINT id) override;
   void EnableStateRadios(bool enabled) override;
