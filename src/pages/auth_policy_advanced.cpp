@@ -1,7 +1,6 @@
 #include "pages/auth_policy_advanced.h"
 
 #include "pages/ole_date.h"
-#include "platform/format.h"
 #include "support/error_text.h"
 #include "support/trace.h"
 
@@ -13,25 +12,18 @@ namespace {
 
 struct ModeRow {
   policy::VX_ENFORCEPOLICY mode;
-  const char16_t* name;
   UINT text;
 };
 
 constexpr ModeRow kModes[] = {
-    {policy::VX_ENFORCEPOLICY_UNCONFIGURED, u"VX_ENFORCEPOLICY_UNCONFIGURED", IDS_ENFORCEMENT_UNCONFIGURED},
-    {policy::VX_ENFORCEPOLICY_IMMEDIATELY, u"VX_ENFORCEPOLICY_IMMEDIATELY", IDS_ENFORCEMENT_IMMEDIATELY},
-    {policy::VX_ENFORCEPOLICY_SPECIFICDATE, u"VX_ENFORCEPOLICY_SPECIFICDATE", IDS_ENFORCEMENT_SPECIFIC_DATE},
+    {policy::VX_ENFORCEPOLICY_UNCONFIGURED, IDS_ENFORCEMENT_UNCONFIGURED},
+    {policy::VX_ENFORCEPOLICY_IMMEDIATELY, IDS_ENFORCEMENT_IMMEDIATELY},
+    {policy::VX_ENFORCEPOLICY_SPECIFICDATE, IDS_ENFORCEMENT_SPECIFIC_DATE},
 };
 
 constexpr double kWeek = 7.0;
 
 }  // namespace
-
-std::u16string EnforcementModeName(std::int32_t mode) {
-  for (const ModeRow& row : kModes)
-    if (row.mode == mode) return row.name;
-  return Format(u"UNEXPECTED_0x%X", static_cast<unsigned>(mode));
-}
 
 CAuthPolicyAdvanced::CAuthPolicyAdvanced(policy::OleDate date, policy::VX_ENFORCEPOLICY mode, platform::IClock& clock)
     : m_date(date), m_mode(mode), m_clock(clock) {

@@ -13,9 +13,6 @@
 
 namespace vx::pages {
 
-// A mode's name as the policy's vocabulary spells it, "UNEXPECTED_0x%X" for an unknown one.
-std::u16string EnforcementModeName(std::int32_t mode);
-
 class IAuthPolicyAdvancedView {
  public:
   virtual ~IAuthPolicyAdvancedView() = default;

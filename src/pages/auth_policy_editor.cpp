@@ -211,7 +211,7 @@ void CAuthPolicyEditor::OnEnforcementLinkClicked() {
     first.enforcementDate = dialog.Date();
     first.enforcementMode = dialog.Mode();
   }
-  scope.Message("%ls", EnforcementModeName(first.enforcementMode).c_str());
+  scope.Message("%ls", GetEnumValueName(static_cast<DWORD>(first.enforcementMode)).c_str());
   UpdateEnforcementLink();
   SetModified(true);
 }
