@@ -72,6 +72,10 @@
 #define IDS_PAGE_TITLE                 320
 #define IDS_PAGE_TITLE_RUNTIME         321
 #define IDS_ENFORCEMENT_LOCAL_TIME     322
+#define IDS_EXPLAIN_LOGON              330
+#define IDS_EXPLAIN_RUNTIME            331
+#define IDS_EXPLAIN_KIOSK_RUNTIME      332
+#define IDS_EXPLAIN_ENROLLMENT         333
 
 // Icons of the language resource module.
 #define IDI_PAGE_HEADER                129
@@ -102,6 +106,7 @@
 #define IDC_PRIMARY_LABEL              1204
 #define IDC_SECONDARY_COMBO            1205
 #define IDC_SECONDARY_LABEL            1206
+#define IDC_EXPLANATION                226   /* the explanation text of the explanation page */
 #define IDC_ENFORCE_MODE               1210
 #define IDC_ENFORCE_DATE               1211
 #define IDC_ENFORCE_TIME               1212

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "page_test_support.h"
+#include "pages/explanation_page.h"
 #include "pages/ole_date.h"
 #include "rsop/memory_rsop_ports.h"
 
@@ -493,6 +494,27 @@ TEST_F(Editor, EnforcementDialogMovesPastDatesAWeekAheadAndWritesTheFirstRecordO
   editor.OnEnforcementLinkClicked();
   EXPECT_EQ(vx::policy::VX_ENFORCEPOLICY_IMMEDIATELY, first().enforcementMode);
   EXPECT_FALSE(editor.modified);
+}
+
+TEST_F(Editor, ExplanationPageNamesTheSettingAndExplainsIt) {
+  struct View final : IExplanationPageView {
+    void SetHeading(const std::u16string& text) override { heading = vxtest::Narrow(text); }
+    void SetExplanation(const std::u16string& text) override { explanation = vxtest::Narrow(text); }
+    std::string heading, explanation = "unset";
+  };
+  const std::pair<const char16_t*, UINT> settings[] = {
+      {vx::policy::kLogonPolicy, IDS_EXPLAIN_LOGON},
+      {vx::policy::kRuntimePolicy, IDS_EXPLAIN_RUNTIME},
+      {vx::policy::kKioskRuntimePolicy, IDS_EXPLAIN_KIOSK_RUNTIME},
+      {vx::policy::GPO_DisableCredentials, IDS_EXPLAIN_ENROLLMENT},
+      {u"Other", 0}};
+  for (const auto& [setting, text] : settings) {
+    strings.texts[text] = u"explains " + std::u16string(setting);
+    View shown;
+    CExplanationPage(u"Shown name", setting).OnInitDialog(shown);
+    EXPECT_EQ("Shown name", shown.heading);
+    EXPECT_EQ(text ? "explains " + vxtest::Narrow(setting) : "", shown.explanation);
+  }
 }
 
 // ---- the page

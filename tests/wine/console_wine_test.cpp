@@ -443,7 +443,7 @@ TEST_F(ConsoleWine, PolicyPageRefusesUnreliableCredentialsAndWritesNothing) {
   EXPECT_EQ(ReadBytes(folder / L"Machine\\Registry.pol"), before);
 }
 
-TEST_F(ConsoleWine, PolicyPageOpensTheEnforcementDialogFromItsLink) {
+TEST_F(ConsoleWine, PolicyPageOpensTheEnforcementDialogAndTheSheetExplainsThePolicy) {
   ASSERT_TRUE(vxtest::RegisterAllSamples());
   WritePol(L"Machine", {Setting(u"LogonPolicy", {0x1})});
   ASSERT_NO_FATAL_FAILURE(Open());
@@ -470,6 +470,14 @@ TEST_F(ConsoleWine, PolicyPageOpensTheEnforcementDialogFromItsLink) {
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_FALSE(::IsWindow(dialog));
     EXPECT_TRUE(::IsWindowEnabled(::GetDlgItem(sheet, 0x3021))) << "the page is modified";
+
+    // The second tab explains the setting.
+    ::SendMessageW(sheet, PSM_SETCURSEL, 1, 0);
+    HWND explanation = PropSheet_GetCurrentPageHwnd(sheet);
+    EXPECT_EQ(Text(::GetDlgItem(explanation, IDC_PROMPT)), L"Logon Policy");
+    EXPECT_NE(Text(::GetDlgItem(explanation, IDC_EXPLANATION)).find(L"to log on"), std::wstring::npos);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    Shot(sheet, L"policy-page-explanation");
   });
 }
 

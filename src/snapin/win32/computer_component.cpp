@@ -2,6 +2,7 @@
 
 #include "pages/auth_policy_page.h"
 #include "pages/win32/auth_policy_page_win32.h"
+#include "pages/win32/explanation_page_win32.h"
 #include "pages/win32/page_modules.h"
 #include "policy/win32/gpe_information.h"
 #include "snapin/win32/computer_snapin.h"
@@ -73,7 +74,8 @@ HRESULT CComputerComponent::Show(CScopeItem& item) {
     VX_CHECK(m_authentication->Load(&item));
     // InsertPolicyItems: item i at index i.
     const auto& items = m_authentication->Items();
-    for (size_t i = 0; i < items.size(); ++i) VX_CHECK(InsertResult(*m_results.Get(), static_cast<int>(i), items[i].get()));
+    for (size_t i = 0; i < items.size(); ++i)
+      VX_CHECK(InsertResult(*m_results.Get(), static_cast<int>(i), items[i].get()));
   } else if (item.Kind() == ScopeKind::Enrollment) {
     m_enrollment = std::make_unique<CEnrollmentNode>(m_snapin.Ports(), item.Section(), rsop);
     VX_CHECK(m_enrollment->Load(&item));
@@ -215,7 +217,8 @@ HRESULT CComputerComponent::CompareObjects(LPDATAOBJECT a, LPDATAOBJECT b) {
   return HResultBoundary(scope, [&]() -> HRESULT { return m_snapin.CompareObjects(a, b); });
 }
 
-HRESULT CComputerComponent::CreatePropertyPages(LPPROPERTYSHEETCALLBACK provider, LONG_PTR handle, LPDATAOBJECT object) {
+HRESULT CComputerComponent::CreatePropertyPages(LPPROPERTYSHEETCALLBACK provider, LONG_PTR handle,
+                                                LPDATAOBJECT object) {
   VXTraceNS::CTraceScope scope("CComputerComponent::CreatePropertyPages()");
   return HResultBoundary(scope, [&]() -> HRESULT {
     HPTR(provider);
@@ -226,13 +229,22 @@ HRESULT CComputerComponent::CreatePropertyPages(LPPROPERTYSHEETCALLBACK provider
       return S_OK;
     }
     for (PropertyPageKind kind : policy->PropertyPages()) {
+      if (kind == PropertyPageKind::Explanation) {
+        HPROPSHEETPAGE page = pages::CExplanationPageWindow::Create(std::make_unique<pages::CExplanationPage>(
+            policy->DisplayName(), policy->SettingName() ? policy->SettingName() : u""));
+        if (page == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
+        const HRESULT added = provider->AddPage(page);
+        if (FAILED(added)) ::DestroyPropertySheetPage(page);
+        VX_CHECK(added);
+        continue;
+      }
       if (kind != PropertyPageKind::AuthPolicy) continue;
       IGPEInformation* gpe = m_shown && !policy->IsRsopMode() ? m_shown->GpeInformation() : nullptr;
       auto source = std::make_shared<HeldGpeInformation>(Microsoft::WRL::ComPtr<IGPEInformation>(gpe));
       auto presenter = std::make_unique<pages::CAuthPolicyPage>(policy, std::move(source), pages::PagesClock());
       // The page owns the notification handle; it names this item when it notifies.
-      HPROPSHEETPAGE page = pages::CAuthPolicyPageWindow::Create(std::move(presenter), handle,
-                                                                 static_cast<LPARAM>(content->cookie));
+      HPROPSHEETPAGE page =
+          pages::CAuthPolicyPageWindow::Create(std::move(presenter), handle, static_cast<LPARAM>(content->cookie));
       if (page == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
       const HRESULT added = provider->AddPage(page);
       if (FAILED(added)) ::DestroyPropertySheetPage(page);
