@@ -106,6 +106,7 @@
 #define IDC_PRIMARY_LABEL              1204
 #define IDC_SECONDARY_COMBO            1205
 #define IDC_SECONDARY_LABEL            1206
+#define IDC_PRECEDENCE_LIST            1013
 #define IDC_EXPLANATION                226   /* the explanation text of the explanation page */
 #define IDC_ENFORCE_MODE               1210
 #define IDC_ENFORCE_DATE               1211

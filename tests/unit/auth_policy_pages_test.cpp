@@ -9,6 +9,7 @@
 #include "page_test_support.h"
 #include "pages/explanation_page.h"
 #include "pages/ole_date.h"
+#include "pages/precedence_page.h"
 #include "rsop/memory_rsop_ports.h"
 
 using namespace vx::pages;
@@ -515,6 +516,31 @@ TEST_F(Editor, ExplanationPageNamesTheSettingAndExplainsIt) {
     EXPECT_EQ("Shown name", shown.heading);
     EXPECT_EQ(text ? "explains " + vxtest::Narrow(setting) : "", shown.explanation);
   }
+}
+
+TEST(PrecedencePage, WinnerFirstByNameUnderItsColumn) {
+  struct View final : IPrecedencePageView {
+    void SetHeading(const std::u16string& text) override { heading = !text.empty(); }
+    void SetColumn(const std::u16string&) override { ++columns; }
+    void SetGpos(const std::vector<std::u16string>& names) override {
+      for (const auto& name : names) gpos.push_back(vxtest::Narrow(name));
+    }
+    bool heading = false;
+    int columns = 0;
+    Strings gpos;
+  };
+  vx::platform::FakeStringTable strings;
+  strings.texts[IDS_PRECEDENCE_HEADING] = u"heading";
+  vx::InstallReporting({nullptr, &strings, nullptr, nullptr});
+  vx::rsop::RsopPolicyEntry entry;
+  for (View& shown : std::vector<View>(2)) {
+    CPrecedencePolicyPage(entry).OnInitDialog(shown);
+    EXPECT_TRUE(shown.heading);
+    EXPECT_EQ(1, shown.columns);
+    EXPECT_EQ(entry.precedenceList.empty() ? Strings{} : (Strings{"Default", "{6AC1786C-016F}", "Branch"}), shown.gpos);
+    entry.precedenceList = {{u"Branch", 3}, {u"Default", 1}, {u"{6AC1786C-016F}", 2}};
+  }
+  vx::InstallReporting({});
 }
 
 // ---- the page

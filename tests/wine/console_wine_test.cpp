@@ -313,8 +313,9 @@ TEST_F(ConsoleWine, SavedPolicyReachesTheFolderAndTheViewsFollow) {
 // The RSoP console over applied settings: only what some GPO set is listed, with the winner's data.
 TEST_F(ConsoleWine, RsopViewListsTheAppliedPoliciesOfEachSection) {
   RegisterSamples();
-  WriteBytes(folder / L"rsop.txt", std::string("machine | 2 | Branch Office Policy | LogonPolicy | 1\n"
+  WriteBytes(folder / L"rsop.txt", std::string("machine | 3 | Branch Office Policy | LogonPolicy | 1\n"
                                                "machine | 1 | Default Domain Policy | LogonPolicy | 3, 4\n"
+                                               "machine | 2 | Site Policy | LogonPolicy | 2\n"
                                                "machine | 1 | Kiosk Policy | KioskRuntimePolicy | 4\n"
                                                "user | 1 | Default Domain Policy | RuntimePolicy | 2\n"));
   RsopFixture fixture;
@@ -329,6 +330,16 @@ TEST_F(ConsoleWine, RsopViewListsTheAppliedPoliciesOfEachSection) {
   EXPECT_EQ(Show(kMachine, L"Authentication"),
             (Rows{{L"Logon Policy", L"Enabled"}, {L"Kiosk Runtime Policy", L"Enabled"}}));
   Screenshot(L"console-rsop-machine");
+  // Read only, with the GPOs that set the value, the winner first.
+  WithSheet([&](HWND sheet, HWND page, DWORD) {
+    EXPECT_FALSE(::IsWindowEnabled(::GetDlgItem(page, IDC_ENABLED)));
+    EXPECT_FALSE(::IsWindowEnabled(::GetDlgItem(page, IDC_ADD_LINK)));
+    ::SendMessageW(sheet, PSM_SETCURSEL, 2, 0);
+    HWND list = ::GetDlgItem(PropSheet_GetCurrentPageHwnd(sheet), IDC_PRECEDENCE_LIST);
+    EXPECT_EQ(ListRows(list), (Strings{L"Default Domain Policy", L"Site Policy", L"Branch Office Policy"}));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    Shot(sheet, L"rsop-precedence-page");
+  });
   EXPECT_EQ(Show(kUser, L"Authentication"), (Rows{{L"Runtime Policy", L"Enabled"}}));
   host->Shutdown();
   host.reset();

@@ -3,6 +3,7 @@
 #include "pages/auth_policy_page.h"
 #include "pages/win32/auth_policy_page_win32.h"
 #include "pages/win32/explanation_page_win32.h"
+#include "pages/win32/precedence_page_win32.h"
 #include "pages/win32/page_modules.h"
 #include "policy/win32/gpe_information.h"
 #include "snapin/win32/computer_snapin.h"
@@ -228,27 +229,27 @@ HRESULT CComputerComponent::CreatePropertyPages(LPPROPERTYSHEETCALLBACK provider
       pages::FreeNotifyHandle(handle);  // no page of this item will notify
       return S_OK;
     }
-    for (PropertyPageKind kind : policy->PropertyPages()) {
-      if (kind == PropertyPageKind::Explanation) {
-        HPROPSHEETPAGE page = pages::CExplanationPageWindow::Create(std::make_unique<pages::CExplanationPage>(
-            policy->DisplayName(), policy->SettingName() ? policy->SettingName() : u""));
-        if (page == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
-        const HRESULT added = provider->AddPage(page);
-        if (FAILED(added)) ::DestroyPropertySheetPage(page);
-        VX_CHECK(added);
-        continue;
-      }
-      if (kind != PropertyPageKind::AuthPolicy) continue;
-      IGPEInformation* gpe = m_shown && !policy->IsRsopMode() ? m_shown->GpeInformation() : nullptr;
-      auto source = std::make_shared<HeldGpeInformation>(Microsoft::WRL::ComPtr<IGPEInformation>(gpe));
-      auto presenter = std::make_unique<pages::CAuthPolicyPage>(policy, std::move(source), pages::PagesClock());
-      // The page owns the notification handle; it names this item when it notifies.
-      HPROPSHEETPAGE page =
-          pages::CAuthPolicyPageWindow::Create(std::move(presenter), handle, static_cast<LPARAM>(content->cookie));
+    const auto add = [&](HPROPSHEETPAGE page) {
       if (page == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
       const HRESULT added = provider->AddPage(page);
       if (FAILED(added)) ::DestroyPropertySheetPage(page);
-      VX_CHECK(added);
+      return added;
+    };
+    for (PropertyPageKind kind : policy->PropertyPages()) {
+      if (kind == PropertyPageKind::Explanation) {
+        VX_CHECK(add(pages::CExplanationPageWindow::Create(std::make_unique<pages::CExplanationPage>(
+            policy->DisplayName(), policy->SettingName() ? policy->SettingName() : u""))));
+      } else if (kind == PropertyPageKind::Precedence) {
+        VX_CHECK(add(
+            pages::CPrecedencePageWindow::Create(std::make_unique<pages::CPrecedencePolicyPage>(policy->RsopEntry()))));
+      } else if (kind == PropertyPageKind::AuthPolicy) {
+        IGPEInformation* gpe = m_shown && !policy->IsRsopMode() ? m_shown->GpeInformation() : nullptr;
+        auto source = std::make_shared<HeldGpeInformation>(Microsoft::WRL::ComPtr<IGPEInformation>(gpe));
+        auto presenter = std::make_unique<pages::CAuthPolicyPage>(policy, std::move(source), pages::PagesClock());
+        // The page owns the notification handle; it names this item when it notifies.
+        VX_CHECK(add(
+            pages::CAuthPolicyPageWindow::Create(std::move(presenter), handle, static_cast<LPARAM>(content->cookie))));
+      }
     }
     return S_OK;
   });
