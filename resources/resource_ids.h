@@ -72,6 +72,7 @@
 #define IDS_PAGE_TITLE                 320
 #define IDS_PAGE_TITLE_RUNTIME         321
 #define IDS_ENFORCEMENT_LOCAL_TIME     322
+#define IDS_ENROLLMENT_PROMPT          323   /* the enrollment page's label above its list */
 #define IDS_EXPLAIN_LOGON              330
 #define IDS_EXPLAIN_RUNTIME            331
 #define IDS_EXPLAIN_KIOSK_RUNTIME      332
@@ -95,6 +96,7 @@
 #define IDC_PAGE_TITLE                 1036
 #define IDC_HEADER_ICON                1037
 #define IDC_POLICIES_LIST              1094
+#define IDC_TOKENS_LIST                1096  /* the enrollment page's check-box list */
 #define IDC_NOT_CONFIGURED             1099
 #define IDC_ENABLED                    1100
 #define IDC_DISABLED                   1101

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "pages/page_message.h"
 #include "platform/format.h"
 #include "support/check.h"
 #include "support/error_text.h"
@@ -46,8 +47,7 @@ int CAuthPolicyAdd::KnownIndex(ULONGLONG mask) const {
 }
 
 int CAuthPolicyAdd::Ask(const std::u16string& text, UINT type) {
-  platform::IMessageBox* box = Reporting().messageBox;
-  return box ? box->Show(m_view ? m_view->Owner() : nullptr, text, rstring(IDS_MESSAGE_CAPTION), type) : 0;
+  return ShowPageMessage(m_view ? m_view->Owner() : nullptr, text, type);
 }
 
 void CAuthPolicyAdd::OnInitDialog(IAuthPolicyAddView& view) {

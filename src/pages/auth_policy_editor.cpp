@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "pages/ole_date.h"
+#include "pages/page_message.h"
 #include "platform/format.h"
 #include "support/check.h"
 #include "support/error_text.h"
@@ -37,8 +38,7 @@ CAuthPolicyEditor::CAuthPolicyEditor(AuthPolicyEditorArgs args, policy::CRoleSet
 }
 
 int CAuthPolicyEditor::Ask(UINT text, UINT type) {
-  platform::IMessageBox* box = Reporting().messageBox;
-  return box ? box->Show(m_view->Owner(), rstring(text), rstring(IDS_MESSAGE_CAPTION), type) : 0;
+  return ShowPageMessage(m_view->Owner(), rstring(text), type);
 }
 
 void CAuthPolicyEditor::OnInitDialog(IAuthPolicyEditorView& view) {

@@ -1,5 +1,6 @@
 #include "pages/auth_policy_page.h"
 
+#include "pages/page_message.h"
 #include "platform/format.h"
 #include "policy/auth_policy.h"
 #include "support/check.h"
@@ -34,11 +35,6 @@ policy::CRoleSettingsTable RoleSettingsOf(const snapin::CPolicyNode& node) {
   record.settingName = node.SettingName() ? node.SettingName() : u"";
   for (ULONGLONG mask : node.Masks()) record.Add(mask);
   return roles;
-}
-
-int Show(HWND owner, const std::u16string& text, UINT type) {
-  platform::IMessageBox* box = Reporting().messageBox;
-  return box ? box->Show(owner, text, rstring(IDS_MESSAGE_CAPTION), type) : 0;
 }
 
 }  // namespace
@@ -119,7 +115,7 @@ void CAuthPolicyPage::WarnDisabledForEnrollment(policy::IGpoInformation& informa
     if (!text.empty()) text += u"\r\n";
     text += names.GetValueAt(i);
   }
-  if (!text.empty()) Show(View()->Owner(), Format(rstring(IDS_WARN_DISABLED_ENROLLMENT), text), MB_ICONWARNING);
+  if (!text.empty()) ShowPageMessage(View()->Owner(), Format(rstring(IDS_WARN_DISABLED_ENROLLMENT), text), MB_ICONWARNING);
 }
 
 bool CAuthPolicyPage::RefuseUnreliable() {
@@ -149,7 +145,7 @@ bool CAuthPolicyPage::RefuseUnreliable() {
     for (ULONGLONG combination : combinations) everyUnreliable = everyUnreliable && (combination & unreliable) != 0;
     if (!everyUnreliable) continue;
     scope.Message("Role %d has no combination of reliable credentials only", record.roleId);
-    Show(View()->Owner(), Format(rstring(IDS_ERROR_UNRELIABLE), names), MB_ICONERROR);
+    ShowPageMessage(View()->Owner(), Format(rstring(IDS_ERROR_UNRELIABLE), names), MB_ICONERROR);
     return true;
   }
   return false;

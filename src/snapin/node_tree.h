@@ -191,6 +191,7 @@ class CEnrollmentPolicyNode {
   CEnrollmentPolicyNode(NodePorts& ports, DWORD section, rsop::CRsopDataPtr rsop);
   static NodeIdentity Identity() { return {u"[DNL]Enrollment policy", NODETYPE_EnrollmentPolicy}; }
   DWORD GPOSection() const { return m_GPOSection; }
+  bool IsRsopMode() const { return m_pRsop.IsRsopMode(); }
 
   HRESULT LoadTokens();  // the catalogue of filter 7, sub-elements expanded
   plugins::UITokens& Tokens() { return *m_tokens; }

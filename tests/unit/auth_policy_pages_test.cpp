@@ -19,8 +19,6 @@ using Strings = std::vector<std::string>;
 
 namespace {
 
-constexpr DWORD kMachine = vx::policy::VX_GPO_SECTION_MACHINE;
-
 // Picks the primary and secondary items by text (empty: leave as is) and presses OK.
 int Choose(CAuthPolicyAdd& dialog, RecordingAddView& view, const std::string& primary,
            const std::string& secondary = "") {
@@ -552,19 +550,7 @@ TEST(AuthPolicyPageState, RadioOfAStoredSetting) {
   EXPECT_EQ(IDC_ENABLED, GetAuthPolicySettingState({0x0, 0x3}, false));
 }
 
-class GpoSource final : public vx::snapin::IGpoInformationSource {
- public:
-  explicit GpoSource(vx::policy::IGpoInformation& gpo) : m_gpo(&gpo, [](vx::policy::IGpoInformation*) {}) {}
-  HRESULT GetGPEInformation(std::shared_ptr<vx::policy::IGpoInformation>& information) override {
-    information = m_gpo;
-    return S_OK;
-  }
-
- private:
-  std::shared_ptr<vx::policy::IGpoInformation> m_gpo;
-};
-
-class Page : public vxtest::PageFixture {
+class Page : public vxtest::GpoPageFixture {
  protected:
   // The page of a machine policy stored in the GPO with these masks (none: not configured).
   CAuthPolicyPage& Open(const char16_t* setting, int apt, std::vector<const char16_t*> masks = {},
@@ -579,26 +565,6 @@ class Page : public vxtest::PageFixture {
     page->OnInitDialog(view);
     return *page;
   }
-  void Store(const char16_t* setting, const std::vector<const char16_t*>& masks) {
-    std::u16string image;
-    for (const char16_t* mask : masks) image.append(mask).push_back(u'\0');
-    image.push_back(u'\0');
-    vx::policy::CRegKey key;
-    ASSERT_EQ(ERROR_SUCCESS, gpo.SectionKey(kMachine)->CreateKey(vx::policy::kApplicationKey, KEY_ALL_ACCESS, key));
-    ASSERT_EQ(ERROR_SUCCESS, key->SetValue(setting, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(image.data()),
-                                           static_cast<DWORD>(image.size() * 2)));
-  }
-  std::string Stored(const char16_t* setting) {
-    vx::policy::CGPOAuthPolicy policy;
-    if (FAILED(policy.Load(&gpo, kMachine, setting))) return "absent";
-    std::string text = policy.Masks().empty() ? "no combination" : "";
-    for (ULONGLONG mask : policy.Masks()) text += vx::FormatNarrow(" 0x%I64X", mask);
-    return text;
-  }
-
-  vx::policy::MemoryGpoInformation gpo;
-  std::shared_ptr<GpoSource> source = std::make_shared<GpoSource>(gpo);
-  vx::snapin::NodePorts ports{registry, factory, {}};
   std::shared_ptr<vx::snapin::CPolicyNode> node;
   std::unique_ptr<CAuthPolicyPage> page;
   RecordingPageView view;

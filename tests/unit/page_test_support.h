@@ -247,4 +247,46 @@ class PageFixture : public ::testing::Test {
   int m_registered = 0;
 };
 
+// The editor's GPO as the pages reach it.
+class GpoSource final : public vx::snapin::IGpoInformationSource {
+ public:
+  explicit GpoSource(vx::policy::IGpoInformation& gpo) : m_gpo(&gpo, [](vx::policy::IGpoInformation*) {}) {}
+  HRESULT GetGPEInformation(std::shared_ptr<vx::policy::IGpoInformation>& information) override {
+    information = m_gpo;
+    return S_OK;
+  }
+
+ private:
+  std::shared_ptr<vx::policy::IGpoInformation> m_gpo;
+};
+
+// The sample credentials and a GPO in memory whose machine section the pages read and write.
+class GpoPageFixture : public PageFixture {
+ protected:
+  static constexpr DWORD kMachine = vx::policy::VX_GPO_SECTION_MACHINE;
+
+  // Stores a setting's masks (hex texts) as the snap-in would.
+  void Store(const char16_t* setting, const std::vector<const char16_t*>& masks) {
+    std::u16string image;
+    for (const char16_t* mask : masks) image.append(mask).push_back(u'\0');
+    image.push_back(u'\0');
+    vx::policy::CRegKey key;
+    ASSERT_EQ(ERROR_SUCCESS, gpo.SectionKey(kMachine)->CreateKey(vx::policy::kApplicationKey, KEY_ALL_ACCESS, key));
+    ASSERT_EQ(ERROR_SUCCESS, key->SetValue(setting, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(image.data()),
+                                           static_cast<DWORD>(image.size() * 2)));
+  }
+  // " 0x3 0x4", "no combination" (an empty list) or "absent" (no value).
+  std::string Stored(const char16_t* setting) {
+    vx::policy::CGPOAuthPolicy policy;
+    if (FAILED(policy.Load(&gpo, kMachine, setting))) return "absent";
+    std::string text = policy.Masks().empty() ? "no combination" : "";
+    for (ULONGLONG mask : policy.Masks()) text += vx::FormatNarrow(" 0x%I64X", mask);
+    return text;
+  }
+
+  vx::policy::MemoryGpoInformation gpo;
+  std::shared_ptr<GpoSource> source = std::make_shared<GpoSource>(gpo);
+  vx::snapin::NodePorts ports{registry, factory, {}};
+};
+
 }  // namespace vxtest

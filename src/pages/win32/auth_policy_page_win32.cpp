@@ -418,14 +418,7 @@ int CAuthPolicyPageWindow::RunEnforcementDialog(CAuthPolicyAdvanced& dialog) {
   return CAuthPolicyAdvancedWindow::Run(m_page, dialog);
 }
 
-void CAuthPolicyPageWindow::SetModified(bool modified) {
-  HWND sheet = ::GetParent(m_page);
-  if (modified) {
-    PropSheet_Changed(sheet, m_page);
-  } else {
-    PropSheet_UnChanged(sheet, m_page);
-  }
-}
+void CAuthPolicyPageWindow::SetModified(bool modified) { SetPageModified(m_page, modified); }
 
 void CAuthPolicyPageWindow::CheckStateRadio(UINT id) {
   ::CheckRadioButton(m_page, IDC_NOT_CONFIGURED, IDC_DISABLED, static_cast<int>(id));
@@ -443,10 +436,7 @@ void CAuthPolicyPageWindow::EnableEditing(bool enabled) {
 void CAuthPolicyPageWindow::NotifyConsole() { PropertyChangeNotify(m_notifyHandle, m_notifyParam); }
 
 void CAuthPolicyPageWindow::Broadcast(std::uintptr_t wParam, std::intptr_t lParam) {
-  static const UINT message = ::RegisterWindowMessageW(L"KELT_BROADCAST_NOTIFICATION");
-  DWORD recipients = BSM_APPLICATIONS;
-  ::BroadcastSystemMessageW(BSF_POSTMESSAGE, &recipients, message, static_cast<WPARAM>(wParam),
-                            static_cast<LPARAM>(lParam));
+  BroadcastPolicyChange(wParam, lParam);
 }
 
 }  // namespace vx::pages

@@ -1,5 +1,7 @@
 #include "pages/win32/page_modules.h"
 
+#include <prsht.h>
+
 #include "pages/page_types.h"
 
 #include "platform/win32/win32_clock.h"
@@ -135,6 +137,22 @@ std::wstring ControlText(HWND dialog, int id) {
   if (length > 0) ::GetWindowTextW(control, text.data(), length + 1);
   text.resize(static_cast<size_t>(length));
   return text;
+}
+
+void SetPageModified(HWND page, bool modified) {
+  HWND sheet = ::GetParent(page);
+  if (modified) {
+    PropSheet_Changed(sheet, page);
+  } else {
+    PropSheet_UnChanged(sheet, page);
+  }
+}
+
+void BroadcastPolicyChange(std::uintptr_t wParam, std::intptr_t lParam) {
+  static const UINT message = ::RegisterWindowMessageW(L"KELT_BROADCAST_NOTIFICATION");
+  DWORD recipients = BSM_APPLICATIONS;
+  ::BroadcastSystemMessageW(BSF_POSTMESSAGE, &recipients, message, static_cast<WPARAM>(wParam),
+                            static_cast<LPARAM>(lParam));
 }
 
 }  // namespace vx::pages

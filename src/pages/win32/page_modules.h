@@ -7,6 +7,7 @@
 
 #include <commctrl.h>
 
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -67,6 +68,11 @@ class CTokenImages {
 // MMCPropertyChangeNotify and MMCFreeNotifyHandle of the console's library, if it is loaded.
 HRESULT PropertyChangeNotify(LONG_PTR handle, LPARAM param);
 void FreeNotifyHandle(LONG_PTR handle);
+
+// PSM_CHANGED or PSM_UNCHANGED to the page's sheet.
+void SetPageModified(HWND page, bool modified);
+// Posts "KELT_BROADCAST_NOTIFICATION" to every application: a policy was applied.
+void BroadcastPolicyChange(std::uintptr_t wParam, std::intptr_t lParam);
 
 // The system clock, for the pages' dates.
 platform::IClock& PagesClock();
