@@ -201,17 +201,18 @@ class ConsoleWine : public ::testing::Test {
   void Shot(HWND window, const std::wstring& name) {
     EXPECT_EQ(SaveWindowBitmap(window, BesideProgram(L"artefacts\\" + name + L".bmp")), S_OK);
   }
-  // The logon policy's masks in Machine\Registry.pol.
-  std::vector<ULONGLONG> StoredLogon() {
+  // A setting's masks in Machine\Registry.pol; {0xDEAD} when it holds no such value.
+  std::vector<ULONGLONG> Stored(const char16_t* setting = vx::policy::kLogonPolicy) {
     std::vector<vx::gpo::PolRecord> records;
     vx::gpo::PolError error;
     EXPECT_TRUE(vx::gpo::ParseRegistryPol(ReadBytes(folder / L"Machine\\Registry.pol"), records, error));
     for (const auto& record : records)
-      if (record.value == vx::policy::kLogonPolicy) return vx::policy::ParseMultiSz(record.data);
+      if (record.value == setting) return vx::policy::ParseMultiSz(record.data);
     return {0xDEAD};  // no value
   }
-  // Opens the logon policy's sheet on this thread; drive works it from a second one, then it is closed.
-  void WithSheet(const std::function<void(HWND sheet, HWND page, DWORD thread)>& drive) {
+  // Opens an item's sheet on this thread; drive works it from a second one, then it is closed.
+  void WithSheet(const std::function<void(HWND sheet, HWND page, DWORD thread)>& drive,
+                 const wchar_t* item = L"Logon Policy") {
     const DWORD thread = ::GetCurrentThreadId();
     std::thread driver([&] {
       HWND sheet = WaitForDialog(thread);
@@ -219,7 +220,7 @@ class ConsoleWine : public ::testing::Test {
       drive(sheet, PropSheet_GetCurrentPageHwnd(sheet), thread);
       if (::IsWindow(sheet)) ::PostMessageW(sheet, WM_COMMAND, IDCANCEL, 0);
     });
-    EXPECT_TRUE(host->OpenProperties(L"Logon Policy"));
+    EXPECT_TRUE(host->OpenProperties(item));
     driver.join();
   }
   // Keeps what the windows show; the result pane must not change meanwhile.
@@ -317,6 +318,8 @@ TEST_F(ConsoleWine, RsopViewListsTheAppliedPoliciesOfEachSection) {
                                                "machine | 1 | Default Domain Policy | LogonPolicy | 3, 4\n"
                                                "machine | 2 | Site Policy | LogonPolicy | 2\n"
                                                "machine | 1 | Kiosk Policy | KioskRuntimePolicy | 4\n"
+                                               "machine | 1 | Default Domain Policy | DisableCredentials | "
+                                               "FFFFFFFFFFFFFFFA\n"
                                                "user | 1 | Default Domain Policy | RuntimePolicy | 2\n"));
   RsopFixture fixture;
   std::wstring error;
@@ -340,7 +343,30 @@ TEST_F(ConsoleWine, RsopViewListsTheAppliedPoliciesOfEachSection) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     Shot(sheet, L"rsop-precedence-page");
   });
+  // The enrollment page shows what the winning GPO allows, and nothing can be changed.
+  EXPECT_EQ(Show(kMachine, L"Enrollment"), (Rows{{L"[DNL]Enrollment policy", L"Enabled"}}));
+  WithSheet(
+      [&](HWND sheet, HWND page, DWORD) {
+        HWND list = ::GetDlgItem(page, IDC_TOKENS_LIST);
+        EXPECT_FALSE(::IsWindowEnabled(list));
+        EXPECT_FALSE(::IsWindowEnabled(::GetDlgItem(page, IDC_NOT_CONFIGURED)));
+        EXPECT_EQ(::IsDlgButtonChecked(page, IDC_ENABLED), BST_CHECKED);
+        EXPECT_TRUE(ListView_GetCheckState(list, 0));  // Password
+        EXPECT_FALSE(ListView_GetCheckState(list, 1));
+        EXPECT_TRUE(ListView_GetCheckState(list, 2));  // Smart card
+        Shot(sheet, L"rsop-enrollment-page");
+      },
+      L"Enrollment policy");
   EXPECT_EQ(Show(kUser, L"Authentication"), (Rows{{L"Runtime Policy", L"Enabled"}}));
+
+  // A second instance whose node offers no RSoP information finds the namespace the first one left
+  // on the clipboard.
+  ConsoleHost second({{kRsopMachineNodeType, kMachine, kIidRsopInformation, nullptr}});
+  ASSERT_EQ(second.Create(L"Second view"), S_OK);
+  ASSERT_EQ(second.LoadExtensions(), 1u);
+  EXPECT_TRUE(second.Select({kMachine, L"Vantorix Keystone Client", L"Security", L"Authentication"}));
+  EXPECT_EQ(second.ResultRows(), (Rows{{L"Logon Policy", L"Enabled"}, {L"Kiosk Runtime Policy", L"Enabled"}}));
+  second.Shutdown();
   host->Shutdown();
   host.reset();
 }
@@ -408,7 +434,7 @@ TEST_F(ConsoleWine, PolicyPageByKeyboardAddEditDeleteAndApplyReachRegistryPol) {
     Press(VK_RETURN);
     EXPECT_EQ(ListRows(list), (Strings{L"Password + Smart card", L"Security key"}));
     Press('A', true);  // Apply
-    EXPECT_EQ(StoredLogon(), (std::vector<ULONGLONG>{0x80, 0x5}));
+    EXPECT_EQ(Stored(), (std::vector<ULONGLONG>{0x80, 0x5}));
 
     // Delete the first row with the Delete key: asked, Yes; the row now in its place opens for
     // editing, which Escape cancels.
@@ -422,12 +448,12 @@ TEST_F(ConsoleWine, PolicyPageByKeyboardAddEditDeleteAndApplyReachRegistryPol) {
     Press(VK_ESCAPE);
     EXPECT_EQ(ListRows(list), Strings{L"Security key"});
     Press('A', true);
-    EXPECT_EQ(StoredLogon(), std::vector<ULONGLONG>{0x80});
+    EXPECT_EQ(Stored(), std::vector<ULONGLONG>{0x80});
 
     // Disabled: nothing stored, and the result pane follows through the console notification.
     Press('D', true);
     Press('A', true);
-    EXPECT_EQ(StoredLogon(), std::vector<ULONGLONG>{});
+    EXPECT_EQ(Stored(), std::vector<ULONGLONG>{});
     for (int i = 0; i < 20 && host->ResultRows().at(0).at(1) != L"Disabled"; ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the notification is posted
     EXPECT_EQ(host->ResultRows().at(0), (Strings{L"Logon Policy", L"Disabled"}));
@@ -490,6 +516,89 @@ TEST_F(ConsoleWine, PolicyPageOpensTheEnforcementDialogAndTheSheetExplainsThePol
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     Shot(sheet, L"policy-page-explanation");
   });
+}
+
+TEST_F(ConsoleWine, EnrollmentPageTicksByKeyboardAndApplyWarnsThenReachesRegistryPol) {
+  ASSERT_TRUE(vxtest::RegisterAllSamples());
+  WritePol(L"Machine", {Setting(u"LogonPolicy", {0x2, 0x5})});
+  ASSERT_NO_FATAL_FAILURE(Open());
+  ASSERT_TRUE(host->ExpandTo(L"Enrollment"));
+  WithSheet(
+      [&](HWND sheet, HWND page, DWORD thread) {
+        HWND list = ::GetDlgItem(page, IDC_TOKENS_LIST);
+        const Strings rows = ListRows(list);
+        ASSERT_GE(rows.size(), 3u);
+        EXPECT_EQ(Strings(rows.begin(), rows.begin() + 3), (Strings{L"Password", L"Fingerprint", L"Smart card"}));
+        Press(VK_SPACE);  // not enabled: the box stays as it is
+        Press('E', true);
+        Press('C', true);  // the list, through its label
+        Press(VK_HOME);
+        Press(VK_SPACE);  // Password
+        Press(VK_DOWN);
+        Press(VK_DOWN);
+        Press(VK_SPACE);  // Smart card
+        EXPECT_TRUE(ListView_GetCheckState(list, 0));
+        EXPECT_FALSE(ListView_GetCheckState(list, 1));
+        EXPECT_TRUE(ListView_GetCheckState(list, 2));
+        Shot(page, L"enrollment-page");
+        Press('A', true);
+        HWND box = WaitForDialog(thread, sheet);
+        ASSERT_NE(box, nullptr) << "no warning about the logon policy's fingerprint-only combination";
+        const std::wstring warning = Text(::GetDlgItem(box, 0xFFFF));
+        EXPECT_NE(warning.find(L"Fingerprint"), std::wstring::npos) << warning;
+        EXPECT_EQ(warning.find(L"Smart card"), std::wstring::npos) << warning;
+        Shot(box, L"enrollment-page-warning");
+        Press(VK_RETURN);
+        for (int i = 0; i < 20 && Stored(vx::policy::GPO_DisableCredentials).front() == 0xDEAD; ++i)
+          std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(Stored(vx::policy::GPO_DisableCredentials), std::vector<ULONGLONG>{~0x5ull});
+        for (int i = 0; i < 20 && host->ResultRows().at(0).at(1) != L"Enabled"; ++i)
+          std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(host->ResultRows().at(0), (Strings{L"[DNL]Enrollment policy", L"Enabled"}));
+        ::SendMessageW(sheet, PSM_SETCURSEL, 1, 0);
+        EXPECT_EQ(Text(::GetDlgItem(PropSheet_GetCurrentPageHwnd(sheet), IDC_PROMPT)), L"Enrollment policy");
+      },
+      L"Enrollment policy");
+}
+
+TEST_F(ConsoleWine, HelpOnAnItemOpensTheIntroductionOfTheInstalledHelpFile) {
+  RegisterSamples();
+  ASSERT_NO_FATAL_FAILURE(Open());
+  ASSERT_TRUE(host->ExpandTo(L"Authentication"));
+  EXPECT_EQ(host->Help(L"Logon Policy"), S_FALSE) << "no help registered: nothing shown, nothing fails";
+  EXPECT_EQ(host->HelpTopic(), L"");
+
+  // As the product's installer registers it: a help id, the file's name for that id, and the
+  // binary directory whose language folders hold the file.
+  const std::wstring binDir = WindowsPath(VX_BIN_DIR);
+  const wchar_t helpId[] = L"{5ED04F3F-AC3E-4BE0-A157-782B204E2B8C}";
+  const wchar_t file[] = L"VXGPOSnapin.chm";
+  const auto set = [](const wchar_t* key, const wchar_t* name, const std::wstring& value, REGSAM view) {
+    HKEY opened = nullptr;
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, key, 0, nullptr, 0, KEY_SET_VALUE | view, nullptr, &opened,
+                                nullptr), ERROR_SUCCESS);
+    ::RegSetValueExW(opened, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                     static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+    ::RegCloseKey(opened);
+  };
+  set(L"SOFTWARE\\Vantorix\\Help", L"KeystoneAdminToolsHelpID", helpId, 0);
+  set(L"SOFTWARE\\Vantorix\\Applications\\Help", helpId, file, KEY_WOW64_32KEY);
+  set(L"SOFTWARE\\Vantorix\\Applications", L"BinDir", binDir, KEY_WOW64_32KEY);
+  EXPECT_EQ(host->Help(L"Logon Policy"), S_OK);
+  const std::wstring chm = binDir + L"\\en-US\\" + file;
+  EXPECT_EQ(host->HelpTopic(), chm + L"::/lm-intro.htm");
+  const std::vector<BYTE> compiled = ReadBytes(chm);
+  const std::string needle = "/lm-intro.htm";
+  EXPECT_NE(std::search(compiled.begin(), compiled.end(), needle.begin(), needle.end()), compiled.end())
+      << "the topic is in the compiled file";
+  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Vantorix\\Help");
+  ::RegDeleteKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Vantorix\\Applications\\Help", KEY_WOW64_32KEY, 0);
+  HKEY applications = nullptr;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Vantorix\\Applications", 0, KEY_SET_VALUE | KEY_WOW64_32KEY,
+                      &applications) == ERROR_SUCCESS) {
+    ::RegDeleteValueW(applications, L"BinDir");
+    ::RegCloseKey(applications);
+  }
 }
 
 }  // namespace

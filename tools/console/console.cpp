@@ -2,17 +2,19 @@
 // result list in real common controls, driven through the console interfaces as the editor does.
 //
 //   console.exe (<GPO folder> | --rsop FIXTURE) [--user] [--expand-to NAME] [--properties ITEM]
-//               [--add-dialog FILE.bmp] [--screenshot FILE.bmp] [--exit]
+//               [--tab N] [--add-dialog FILE.bmp] [--screenshot FILE.bmp] [--exit]
 //
 // With --rsop the host is the RSoP console over a fixture file of applied settings instead of the
 // editor over a GPO folder. --expand-to looks below the computer root, or the user root with --user.
-// --properties opens the property sheet of that result item (the screenshot is then of the sheet);
-// --add-dialog also opens the page's add-credential dialog and saves a screenshot of it.
+// --properties opens the property sheet of that result item (the screenshot is then of the sheet,
+// showing its tab N, 0 the first); --add-dialog also opens the page's add-credential dialog and saves
+// a screenshot of it. F1 on a result item asks the snap-in for help, shown in the HTML Help viewer.
 #include <windows.h>
 
 #include <commctrl.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -37,12 +39,13 @@ namespace {
 
 struct Options {
   std::wstring folder, rsop, expandTo, screenshot, properties, addDialog;
+  int tab = 0;
   bool user = false, exitAfter = false;
 };
 
 constexpr wchar_t kUsage[] =
     L"usage: console.exe (<GPO folder> | --rsop FIXTURE) [--user] [--expand-to NAME] [--properties ITEM]\n"
-    L"                   [--add-dialog FILE.bmp] [--screenshot FILE.bmp] [--exit]\n";
+    L"                   [--tab N] [--add-dialog FILE.bmp] [--screenshot FILE.bmp] [--exit]\n";
 
 bool ParseArguments(int argc, wchar_t** argv, Options& options) {
   for (int i = 1; i < argc; ++i) {
@@ -55,6 +58,11 @@ bool ParseArguments(int argc, wchar_t** argv, Options& options) {
       options.user = true;
     } else if (arg == L"--properties" && i + 1 < argc) {
       options.properties = argv[++i];
+    } else if (arg == L"--tab" && i + 1 < argc) {
+      wchar_t* end = nullptr;
+      const long tab = std::wcstol(argv[++i], &end, 10);
+      if (end == argv[i] || *end != L'\0' || tab < 0 || tab > 9) return false;
+      options.tab = static_cast<int>(tab);
     } else if (arg == L"--add-dialog" && i + 1 < argc) {
       options.addDialog = argv[++i];
     } else if (arg == L"--screenshot" && i + 1 < argc) {
@@ -67,7 +75,7 @@ bool ParseArguments(int argc, wchar_t** argv, Options& options) {
       return false;
     }
   }
-  if (!options.addDialog.empty() && options.properties.empty()) return false;
+  if ((!options.addDialog.empty() || options.tab != 0) && options.properties.empty()) return false;
   return options.folder.empty() != options.rsop.empty();  // one of the two
 }
 
@@ -112,6 +120,7 @@ int wmain(int argc, wchar_t** argv) {
     }
     ConsoleHost host(std::move(roots));
     host.QuitWhenClosed();
+    host.ShowHelpTopics();
     hr = host.Create(options.rsop.empty() ? L"Group Policy Console Host - " + options.folder
                                           : L"Resultant Set of Policy - " + options.rsop);
     if (FAILED(hr)) {
@@ -127,7 +136,7 @@ int wmain(int argc, wchar_t** argv) {
     }
     std::fflush(stdout);
     // The screenshot is taken once the window has painted.
-    SheetScript sheet{options.screenshot, options.addDialog.empty() ? 0u : ID_POLICY_ADD,
+    SheetScript sheet{options.screenshot, options.tab, options.addDialog.empty() ? 0u : ID_POLICY_ADD,
                       options.addDialog.empty() ? 0u : IDC_PRIMARY_COMBO, options.addDialog, options.exitAfter};
     host.OnTimer([&] {
       if (!options.properties.empty()) {

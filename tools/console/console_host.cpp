@@ -1,5 +1,7 @@
 #include "console_host.h"
 
+#include <shellapi.h>
+
 #include <cstdio>
 #include <cstring>
 
@@ -341,18 +343,51 @@ bool ConsoleHost::OpenProperties(int row) {
   return true;
 }
 
-HRESULT ConsoleHost::ShowProperties(int row, HWND* modelessSheet) {
+bool ConsoleHost::RowItem(int row, MMC_COOKIE& cookie, IComponent*& component, std::wstring* text) {
   ScopeNode* node = m_shown ? NodeOf(m_shown) : nullptr;
-  if (row < 0 || !node || node->extension < 0 || !m_extensions[node->extension].component) return S_FALSE;
+  if (row < 0 || !node || node->extension < 0 || !m_extensions[node->extension].component) return false;
   LVITEMW item{};
   item.mask = LVIF_PARAM | LVIF_TEXT;
   item.iItem = row;
-  wchar_t text[260] = {};
-  item.pszText = text;
+  wchar_t buffer[260] = {};
+  item.pszText = buffer;
   item.cchTextMax = 260;
-  if (!::SendMessageW(m_list, LVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item))) return S_FALSE;
-  return ShowPropertySheet(m_window, m_extensions[node->extension].component.Get(), static_cast<MMC_COOKIE>(item.lParam),
-                           text, NotifyHandle(node->extension, false), modelessSheet);
+  if (!::SendMessageW(m_list, LVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item))) return false;
+  cookie = static_cast<MMC_COOKIE>(item.lParam);
+  component = m_extensions[node->extension].component.Get();
+  if (text) *text = buffer;
+  return true;
+}
+
+HRESULT ConsoleHost::ShowProperties(int row, HWND* modelessSheet) {
+  MMC_COOKIE cookie = 0;
+  IComponent* component = nullptr;
+  std::wstring text;
+  if (!RowItem(row, cookie, component, &text)) return S_FALSE;
+  return ShowPropertySheet(m_window, component, cookie, text.c_str(), NotifyHandle(NodeOf(m_shown)->extension, false),
+                           modelessSheet);
+}
+
+HRESULT ConsoleHost::Help(const std::wstring& name) { return Help(ResultRow(name)); }
+
+HRESULT ConsoleHost::Help(int row) {
+  MMC_COOKIE cookie = 0;
+  IComponent* component = nullptr;
+  if (!RowItem(row, cookie, component)) return S_FALSE;
+  ComPtr<IDataObject> object;
+  const HRESULT hr = component->QueryDataObject(cookie, CCT_RESULT, object.GetAddressOf());
+  if (FAILED(hr)) return hr;
+  return component->Notify(object.Get(), MMCN_CONTEXTHELP, 0, 0);
+}
+
+// The topic is the snap-in's allocation, which the console frees.
+STDMETHODIMP ConsoleHost::ShowTopic(LPOLESTR topic) {
+  if (topic == nullptr) return E_POINTER;
+  m_helpTopic = topic;
+  ::CoTaskMemFree(topic);
+  if (m_showHelpTopics)
+    ::ShellExecuteW(m_window, L"open", L"hh.exe", m_helpTopic.c_str(), nullptr, SW_SHOWNORMAL);
+  return S_OK;
 }
 
 LONG_PTR ConsoleHost::NotifyHandle(int extension, bool scope) {
@@ -394,6 +429,11 @@ void ConsoleHost::OnPropertyChange(WPARAM handle, LPARAM param) {
 LRESULT ConsoleHost::OnNotify(NMHDR* header) {
   if (header->hwndFrom == m_list && header->code == NM_DBLCLK) {
     OpenProperties(reinterpret_cast<NMITEMACTIVATE*>(header)->iItem);
+    return 0;
+  }
+  if (header->hwndFrom == m_list && header->code == LVN_KEYDOWN &&
+      reinterpret_cast<NMLVKEYDOWN*>(header)->wVKey == VK_F1) {
+    Help(ListView_GetNextItem(m_list, -1, LVNI_SELECTED));
     return 0;
   }
   if (header->hwndFrom == m_tree) {
@@ -449,6 +489,8 @@ STDMETHODIMP ConsoleHost::QueryInterface(REFIID iid, void** out) {
     *out = static_cast<IConsoleNameSpace2*>(this);
   } else if (iid == IID_IResultData) {
     *out = static_cast<IResultData*>(this);
+  } else if (iid == IID_IDisplayHelp) {
+    *out = static_cast<IDisplayHelp*>(this);
   } else {
     return E_NOINTERFACE;
   }

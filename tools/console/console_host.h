@@ -37,7 +37,7 @@ inline constexpr GUID kUserSoftwareSettings = {0x8FC0B73C, 0xA0E1, 0x11D1, {0xA7
 // The editor's two roots over a GPO.
 std::vector<ConsoleRoot> EditorRoots(IGPEInformation* gpe);
 
-class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IResultData {
+class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IResultData, public IDisplayHelp {
  public:
   explicit ConsoleHost(std::vector<ConsoleRoot> roots) : m_roots(std::move(roots)) {}
   HRESULT Create(const std::wstring& title = L"Group Policy Console Host");
@@ -59,6 +59,13 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   // The notify handle a property sheet of the scope node at path is given, and the node's cookie
   // (what its pages name in MMCPropertyChangeNotify); 0 when there is no such node of an extension.
   LONG_PTR ScopeNotifyHandle(const std::vector<std::wstring>& path, MMC_COOKIE* cookie);
+  // Help on the result row of that name, as F1 or the console's help verb asks for it
+  // (MMCN_CONTEXTHELP to the snap-in's view): the snap-in's answer, S_FALSE when there is no such row.
+  HRESULT Help(const std::wstring& name);
+  // The last topic a snap-in asked the console to show; empty when none was asked for.
+  const std::wstring& HelpTopic() const { return m_helpTopic; }
+  // The program's window opens the topics it is asked to show in the HTML Help viewer.
+  void ShowHelpTopics() { m_showHelpTopics = true; }
   void OnTimer(std::function<void()> action) { m_timer = std::move(action); }
   // The program's main window ends the message loop when it closes; a host inside a test does not.
   void QuitWhenClosed() { m_quitWhenClosed = true; }
@@ -114,6 +121,9 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   STDMETHODIMP SetDescBarText(LPOLESTR) override { return S_OK; }
   STDMETHODIMP SetItemCount(int, DWORD) override { return S_OK; }
 
+  // IDisplayHelp
+  STDMETHODIMP ShowTopic(LPOLESTR topic) override;
+
  private:
   struct Extension {
     CLSID clsid;
@@ -146,6 +156,9 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   bool OpenProperties(int row);
   int ResultRow(const std::wstring& name) const;
   HRESULT ShowProperties(int row, HWND* modelessSheet);
+  HRESULT Help(int row);
+  // The result row's cookie and its snap-in's view; false when the row is no extension's item.
+  bool RowItem(int row, MMC_COOKIE& cookie, IComponent*& component, std::wstring* text = nullptr);
   LONG_PTR NotifyHandle(int extension, bool scope);
   void OnPropertyChange(WPARAM handle, LPARAM param);
 
@@ -157,6 +170,8 @@ class ConsoleHost final : public IConsole2, public IConsoleNameSpace2, public IR
   HTREEITEM m_shown = nullptr;
   bool m_refreshing = false;
   bool m_quitWhenClosed = false;
+  bool m_showHelpTopics = false;
+  std::wstring m_helpTopic;
   std::function<void()> m_timer;
   std::vector<std::unique_ptr<PropertyNotifyTarget>> m_notifyTargets;  // live until the host closes
   UINT m_propertyChangeMessage = 0;

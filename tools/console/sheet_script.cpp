@@ -28,6 +28,12 @@ void CALLBACK Step(HWND, UINT, UINT_PTR timer, DWORD) {
   HWND top = FindTopDialog();
   if (top == nullptr) return Fail(HRESULT_FROM_WIN32(ERROR_NOT_FOUND));
   bool more = false;
+  if (g_step == 0 && g_script->tab > 0) {  // the tab first; the shot once it has painted
+    PropSheet_SetCurSel(top, nullptr, g_script->tab);
+    g_script->tab = 0;
+    ::SetTimer(nullptr, 0, kStepDelay / 2, Step);
+    return;
+  }
   if (g_step == 0) {
     g_sheet = top;
     if (!g_script->sheetShot.empty()) Fail(SaveWindowBitmap(g_sheet, g_script->sheetShot));

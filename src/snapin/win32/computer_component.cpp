@@ -1,14 +1,21 @@
 #include "snapin/win32/computer_component.h"
 
+#include <cstring>
+
 #include "pages/auth_policy_page.h"
 #include "pages/win32/auth_policy_page_win32.h"
+#include "pages/win32/enrollment_page_win32.h"
 #include "pages/win32/explanation_page_win32.h"
 #include "pages/win32/precedence_page_win32.h"
 #include "pages/win32/page_modules.h"
 #include "policy/win32/gpe_information.h"
 #include "snapin/win32/computer_snapin.h"
 #include "snapin/win32/data_object.h"
+#include "platform/win32/win32_files.h"
+#include "platform/win32/win32_process.h"
 #include "support/check.h"
+#include "support/html_help.h"
+#include "support/win32/language_win32.h"
 #include "support/trace.h"
 
 namespace vx::snapin {
@@ -99,18 +106,45 @@ HRESULT CComputerComponent::Hide() {
 
 HRESULT CComputerComponent::PropertyChange(LPARAM param) {
   // A page applied: the item reloads its policy and the console shows its new state.
-  CPolicyNode* policy = PolicyItem(static_cast<MMC_COOKIE>(param));
-  if (policy == nullptr || m_shown == nullptr) return S_FALSE;
-  VX_CHECK(policy->Load(m_shown));
+  if (m_shown == nullptr) return S_FALSE;
+  if (CPolicyNode* policy = PolicyItem(static_cast<MMC_COOKIE>(param))) {
+    VX_CHECK(policy->Load(m_shown));
+  } else if (CEnrollmentPolicyNode* enrollment = EnrollmentItem(static_cast<MMC_COOKIE>(param))) {
+    VX_CHECK(enrollment->Load(m_shown));
+  } else {
+    return S_FALSE;
+  }
   HRESULTITEM item = 0;
   if (m_results && SUCCEEDED(m_results->FindItemByLParam(param, &item))) VX_CHECK(m_results->UpdateItem(item));
   return S_OK;
+}
+
+// F1 or the console's help verb on one of the snap-in's items: the product's introduction topic in
+// the console's help viewer. Without a viewer, a registered help id or its file, nothing is shown.
+HRESULT CComputerComponent::ShowHelp() {
+  Microsoft::WRL::ComPtr<IDisplayHelp> display;
+  if (!m_console ||
+      FAILED(m_console->QueryInterface(IID_IDisplayHelp, reinterpret_cast<void**>(display.GetAddressOf()))))
+    return S_FALSE;
+  platform::Win32FileSystem files;
+  platform::Win32ProcessInfo process;
+  Win32ResourceModules modules;
+  CHTMLHelp help(m_snapin.Ports().registry, files, process, modules);
+  const std::u16string topic = PolicyHelpTopic(m_snapin.Ports().registry, help);
+  if (topic.empty()) return S_FALSE;
+  // The console frees the topic it is given.
+  const size_t bytes = (topic.size() + 1) * sizeof(char16_t);
+  auto* copy = static_cast<LPOLESTR>(::CoTaskMemAlloc(bytes));
+  HPTR(copy);
+  std::memcpy(copy, topic.c_str(), bytes);
+  return display->ShowTopic(copy);
 }
 
 HRESULT CComputerComponent::Notify(LPDATAOBJECT object, MMC_NOTIFY_TYPE event, LPARAM arg, LPARAM param) {
   VXTraceNS::CTraceScope scope("CComputerComponent::Notify()");
   return HResultBoundary(scope, [&]() -> HRESULT {
     if (object == nullptr && event == MMCN_PROPERTY_CHANGE) return PropertyChange(param);
+    if (event == MMCN_CONTEXTHELP) return ShowHelp();
     if (event != MMCN_SHOW) return S_FALSE;
     HPTR(m_results.Get());
     CScopeItem* item = m_snapin.FindItem(object);
@@ -224,8 +258,11 @@ HRESULT CComputerComponent::CreatePropertyPages(LPPROPERTYSHEETCALLBACK provider
   return HResultBoundary(scope, [&]() -> HRESULT {
     HPTR(provider);
     const DataObjectContent* content = CDataObject::ContentOf(object);
-    std::shared_ptr<CPolicyNode> policy = content ? SharedPolicyItem(content->cookie) : nullptr;
-    if (!policy) {
+    const MMC_COOKIE cookie = content ? content->cookie : 0;
+    std::shared_ptr<CPolicyNode> policy = content ? SharedPolicyItem(cookie) : nullptr;
+    std::shared_ptr<CEnrollmentPolicyNode> enrollment =
+        content && !policy && EnrollmentItem(cookie) ? m_enrollment->Item() : nullptr;
+    if (!policy && !enrollment) {
       pages::FreeNotifyHandle(handle);  // no page of this item will notify
       return S_OK;
     }
@@ -235,20 +272,28 @@ HRESULT CComputerComponent::CreatePropertyPages(LPPROPERTYSHEETCALLBACK provider
       if (FAILED(added)) ::DestroyPropertySheetPage(page);
       return added;
     };
-    for (PropertyPageKind kind : policy->PropertyPages()) {
+    const bool rsopMode = m_snapin.RsopData().IsRsopMode();
+    IGPEInformation* gpe = m_shown && !rsopMode ? m_shown->GpeInformation() : nullptr;
+    auto source = std::make_shared<HeldGpeInformation>(Microsoft::WRL::ComPtr<IGPEInformation>(gpe));
+    // The explanation's heading: the item's name without the marker of texts left unlocalised.
+    std::u16string displayName = policy ? policy->DisplayName() : CEnrollmentPolicyNode::Identity().displayName;
+    if (displayName.starts_with(u"[DNL]")) displayName.erase(0, 5);
+    const std::u16string settingName =
+        policy ? (policy->SettingName() ? policy->SettingName() : u"") : vx::policy::GPO_DisableCredentials;
+    const rsop::RsopPolicyEntry& entry = policy ? policy->RsopEntry() : enrollment->Policy().RsopEntry();
+    for (PropertyPageKind kind : policy ? policy->PropertyPages() : CEnrollmentPolicyNode::PropertyPages()) {
+      // The setting's own page owns the notification handle; it names this item when it notifies.
       if (kind == PropertyPageKind::Explanation) {
-        VX_CHECK(add(pages::CExplanationPageWindow::Create(std::make_unique<pages::CExplanationPage>(
-            policy->DisplayName(), policy->SettingName() ? policy->SettingName() : u""))));
+        VX_CHECK(add(pages::CExplanationPageWindow::Create(
+            std::make_unique<pages::CExplanationPage>(displayName, settingName))));
       } else if (kind == PropertyPageKind::Precedence) {
-        VX_CHECK(add(
-            pages::CPrecedencePageWindow::Create(std::make_unique<pages::CPrecedencePolicyPage>(policy->RsopEntry()))));
+        VX_CHECK(add(pages::CPrecedencePageWindow::Create(std::make_unique<pages::CPrecedencePolicyPage>(entry))));
       } else if (kind == PropertyPageKind::AuthPolicy) {
-        IGPEInformation* gpe = m_shown && !policy->IsRsopMode() ? m_shown->GpeInformation() : nullptr;
-        auto source = std::make_shared<HeldGpeInformation>(Microsoft::WRL::ComPtr<IGPEInformation>(gpe));
-        auto presenter = std::make_unique<pages::CAuthPolicyPage>(policy, std::move(source), pages::PagesClock());
-        // The page owns the notification handle; it names this item when it notifies.
-        VX_CHECK(add(
-            pages::CAuthPolicyPageWindow::Create(std::move(presenter), handle, static_cast<LPARAM>(content->cookie))));
+        auto presenter = std::make_unique<pages::CAuthPolicyPage>(policy, source, pages::PagesClock());
+        VX_CHECK(add(pages::CAuthPolicyPageWindow::Create(std::move(presenter), handle, static_cast<LPARAM>(cookie))));
+      } else if (kind == PropertyPageKind::EnrollmentPolicy) {
+        auto presenter = std::make_unique<pages::CEnrollmentPolicyPage>(enrollment, source);
+        VX_CHECK(add(pages::CEnrollmentPageWindow::Create(std::move(presenter), handle, static_cast<LPARAM>(cookie))));
       }
     }
     return S_OK;

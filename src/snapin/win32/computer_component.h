@@ -53,6 +53,7 @@ class CComputerComponent : public IComponent, public IExtendPropertySheet2 {
   CPolicyNode* PolicyItem(MMC_COOKIE cookie) const;
   std::shared_ptr<CPolicyNode> SharedPolicyItem(MMC_COOKIE cookie) const;
   HRESULT PropertyChange(LPARAM param);
+  HRESULT ShowHelp();
   CEnrollmentPolicyNode* EnrollmentItem(MMC_COOKIE cookie) const;
 
   CComputerSnapin& m_snapin;
