@@ -1,9 +1,11 @@
-// File output port: what the trace facility needs of the file system.
+// File port: what the trace facility and the GPO folder code need of the file system.
 // Paths use "\" as separator, as on Windows; an implementation for another system translates them.
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string_view>
+#include <vector>
 
 #include "platform/wintypes.h"
 
@@ -32,6 +34,11 @@ class IFileSystem {
   virtual bool AnyMatch(std::u16string_view pattern) = 0;
   // CreateDirectoryW of one directory whose parent exists.
   virtual LONG CreateDirectory(std::u16string_view path) = 0;
+  // The whole file; ERROR_FILE_NOT_FOUND or ERROR_PATH_NOT_FOUND when there is none.
+  virtual LONG ReadAll(std::u16string_view path, std::vector<BYTE>& bytes) = 0;
+  // Writes "<path>.new" beside the file, then moves it over the file: an interrupted write leaves the
+  // old file whole.
+  virtual LONG ReplaceAll(std::u16string_view path, std::span<const BYTE> bytes) = 0;
 };
 
 }  // namespace vx::platform

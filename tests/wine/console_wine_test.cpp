@@ -145,6 +145,35 @@ Strings ListRows(HWND list) {
   return rows;
 }
 
+// Runs vxpolicy.exe with these arguments; its exit code, and what it printed to either stream.
+int RunVxPolicy(const std::wstring& arguments, std::string& output) {
+  SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+  HANDLE read = nullptr, write = nullptr;
+  if (!::CreatePipe(&read, &write, &inherit, 0)) return -1;
+  ::SetHandleInformation(read, HANDLE_FLAG_INHERIT, 0);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdOutput = startup.hStdError = write;
+  PROCESS_INFORMATION process{};
+  std::wstring line = L"\"" + WindowsPath(VX_VXPOLICY_EXE) + L"\" " + arguments;
+  const BOOL started = ::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
+                                        nullptr, &startup, &process);
+  ::CloseHandle(write);
+  output.clear();
+  char buffer[4096];
+  DWORD got = 0;
+  while (started && ::ReadFile(read, buffer, sizeof(buffer), &got, nullptr) && got > 0) output.append(buffer, got);
+  ::CloseHandle(read);
+  if (!started) return -1;
+  ::WaitForSingleObject(process.hProcess, 60000);
+  DWORD code = 0;
+  ::GetExitCodeProcess(process.hProcess, &code);
+  ::CloseHandle(process.hProcess);
+  ::CloseHandle(process.hThread);
+  return static_cast<int>(code);
+}
+
 class ConsoleWine : public ::testing::Test {
  protected:
   using Entry = HRESULT(STDAPICALLTYPE*)();
@@ -599,6 +628,39 @@ TEST_F(ConsoleWine, HelpOnAnItemOpensTheIntroductionOfTheInstalledHelpFile) {
     ::RegDeleteValueW(applications, L"BinDir");
     ::RegCloseKey(applications);
   }
+}
+
+TEST_F(ConsoleWine, VxPolicyAndTheConsoleShowTheSameGpo) {
+  ASSERT_TRUE(vxtest::RegisterAllSamples());
+  const std::wstring gpoPath = L"\"" + folder.Path() + L"\"";
+  std::string output;
+  ASSERT_EQ(RunVxPolicy(L"set " + gpoPath + L" --section machine --policy logon --enable Password+Fingerprint "
+                        L"\"Smart card\"", output), 0) << output;
+  ASSERT_EQ(RunVxPolicy(L"set " + gpoPath + L" --section machine --policy enrollment --enable Password Fingerprint "
+                        L"\"Smart card\"", output), 0) << output;
+  ASSERT_NO_FATAL_FAILURE(Open());
+  EXPECT_EQ(Show(kMachine, L"Enrollment"), (Rows{{L"[DNL]Enrollment policy", L"Enabled"}}));
+  EXPECT_EQ(Show(kMachine, L"Authentication").at(0), (Strings{L"Logon Policy", L"Enabled"}));
+  // The page shows what the tool stored; what the page applies, the tool reads back.
+  WithSheet([&](HWND, HWND page, DWORD) {
+    EXPECT_EQ(ListRows(::GetDlgItem(page, IDC_POLICIES_LIST)), (Strings{L"Password + Fingerprint", L"Smart card"}));
+    Press('D', true);
+    Press('A', true);
+  });
+  host->Shutdown();
+  host.reset();
+  EXPECT_EQ(RunVxPolicy(L"show " + gpoPath, output), 0) << output;
+  EXPECT_NE(output.find("Logon policy: Disabled"), std::string::npos) << output;
+  EXPECT_NE(output.find("Enrollment policy: Enabled: disabled for enrollment: "), std::string::npos) << output;
+  EXPECT_EQ(output.find("Smart card"), std::string::npos) << "Smart card stays allowed: " << output;
+  EXPECT_EQ(RunVxPolicy(L"check " + gpoPath, output), 0) << output;
+
+  // The catalogue of the samples, for the tool where they are not installed: the copy kept with the
+  // samples is what the registered plug-ins say now.
+  const std::wstring exported = BesideProgram(L"artefacts\\samples.tokens");
+  ASSERT_EQ(RunVxPolicy(L"tokens --export \"" + exported + L"\"", output), 0) << output;
+  EXPECT_EQ(ReadBytes(exported), ReadBytes(WindowsPath(VX_SOURCE_DIR "/samples/plugins/samples.tokens")))
+      << "samples/plugins/samples.tokens is out of date: copy " << Narrow(exported);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
-// The editor's GPO as a folder on disk: gpt.ini, Machine/Registry.pol and User/Registry.pol. Each
-// Registry.pol is loaded into a private key below HKCU\Software\VXConsoleHost\<pid> while the host
-// runs, deletion markers kept as values as the editor keeps them; PolicyChanged writes a section back
-// and raises the version in gpt.ini.
+// The editor's GPO as a folder on disk: gpt.ini, Machine/Registry.pol and User/Registry.pol (read and
+// written by gpo_files). Each Registry.pol is loaded into a private key below
+// HKCU\Software\VXConsoleHost\<pid> while the host runs; PolicyChanged writes a section back and
+// raises the version in gpt.ini.
 #pragma once
 
 #include <windows.h>
@@ -11,6 +11,8 @@
 
 #include <prsht.h>
 #include <gpedit.h>
+
+#include "platform/win32/win32_files.h"
 
 namespace vx::console {
 
@@ -38,9 +40,8 @@ class GpoFolder final : public IGPEInformation {
 
  private:
   HRESULT LoadSection(bool machine);
-  HRESULT SaveSection(bool machine);
-  HRESULT BumpGptIni(bool machine);
   std::wstring SectionFolder(bool machine) const { return m_folder + (machine ? L"\\Machine" : L"\\User"); }
+  platform::Win32FileSystem m_files;
   std::wstring m_folder;
   std::wstring m_root;  // below HKCU
   std::wstring m_error;

@@ -74,6 +74,25 @@ LONG MemoryFileSystem::CreateDirectory(std::u16string_view path) {
   return ERROR_SUCCESS;
 }
 
+LONG MemoryFileSystem::ReadAll(std::u16string_view path, std::vector<BYTE>& bytes) {
+  std::lock_guard lock(m_mutex);
+  const auto it = m_files.find(std::u16string(path));
+  if (it == m_files.end()) return m_directories.count(Parent(path)) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
+  bytes = *it->second;
+  return ERROR_SUCCESS;
+}
+
+LONG MemoryFileSystem::ReplaceAll(std::u16string_view path, std::span<const BYTE> bytes) {
+  std::lock_guard lock(m_mutex);
+  if (m_failReplace) return m_failReplace;
+  const std::u16string name(path);
+  if (!m_directories.count(Parent(name))) return ERROR_PATH_NOT_FOUND;
+  if (m_directories.count(name)) return ERROR_ACCESS_DENIED;
+  ++m_writeCalls;
+  m_files[name] = std::make_shared<std::vector<BYTE>>(bytes.begin(), bytes.end());
+  return ERROR_SUCCESS;
+}
+
 void MemoryFileSystem::AddDirectory(std::u16string_view path) {
   std::lock_guard lock(m_mutex);
   std::u16string prefix;

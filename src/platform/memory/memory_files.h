@@ -21,6 +21,8 @@ class MemoryFileSystem : public IFileSystem {
   LONG OpenForWrite(std::u16string_view path, FileDisposition disposition, std::unique_ptr<IFile>& file) override;
   bool AnyMatch(std::u16string_view pattern) override;
   LONG CreateDirectory(std::u16string_view path) override;
+  LONG ReadAll(std::u16string_view path, std::vector<BYTE>& bytes) override;
+  LONG ReplaceAll(std::u16string_view path, std::span<const BYTE> bytes) override;
 
   // Test access.
   void AddDirectory(std::u16string_view path);
@@ -32,6 +34,8 @@ class MemoryFileSystem : public IFileSystem {
   size_t WriteCalls() const;
   // Every later CreateDirectory answers this code (0: normal behaviour).
   void FailCreateDirectory(LONG error) { m_failCreateDirectory = error; }
+  // Every later ReplaceAll answers this code and changes nothing (0: normal behaviour).
+  void FailReplace(LONG error) { m_failReplace = error; }
 
  private:
   struct Less {
@@ -45,6 +49,7 @@ class MemoryFileSystem : public IFileSystem {
   std::map<std::u16string, std::shared_ptr<std::vector<BYTE>>, Less> m_files;
   size_t m_writeCalls = 0;
   LONG m_failCreateDirectory = 0;
+  LONG m_failReplace = 0;
 };
 
 }  // namespace vx::platform

@@ -79,4 +79,49 @@ LONG PosixFileSystem::CreateDirectory(std::u16string_view path) {
   return mkdir(ToPosixPath(path).c_str(), 0755) == 0 ? ERROR_SUCCESS : FromErrno(errno);
 }
 
+LONG PosixFileSystem::ReadAll(std::u16string_view path, std::vector<BYTE>& bytes) {
+  const int fd = open(ToPosixPath(path).c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return errno == ENOENT ? ERROR_FILE_NOT_FOUND : FromErrno(errno);
+  bytes.clear();
+  BYTE buffer[65536];
+  for (;;) {
+    const ssize_t n = read(fd, buffer, sizeof(buffer));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      const int error = n < 0 ? errno : 0;
+      close(fd);
+      return error ? FromErrno(error) : ERROR_SUCCESS;
+    }
+    bytes.insert(bytes.end(), buffer, buffer + n);
+  }
+}
+
+LONG PosixFileSystem::ReplaceAll(std::u16string_view path, std::span<const BYTE> bytes) {
+  const std::string target = ToPosixPath(path);
+  const std::string temporary = target + ".new";
+  const int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) return FromErrno(errno);
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      const int error = errno;
+      close(fd);
+      unlink(temporary.c_str());
+      return FromErrno(error);
+    }
+    done += static_cast<size_t>(n);
+  }
+  // On disk before the rename, so a crash never leaves a renamed but empty file.
+  const bool synced = fsync(fd) == 0;
+  close(fd);
+  if (!synced || rename(temporary.c_str(), target.c_str()) != 0) {
+    const int error = errno;
+    unlink(temporary.c_str());
+    return FromErrno(error);
+  }
+  return ERROR_SUCCESS;
+}
+
 }  // namespace vx::platform

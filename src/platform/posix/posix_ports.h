@@ -21,6 +21,8 @@ class PosixFileSystem : public IFileSystem {
   LONG OpenForWrite(std::u16string_view path, FileDisposition disposition, std::unique_ptr<IFile>& file) override;
   bool AnyMatch(std::u16string_view pattern) override;
   LONG CreateDirectory(std::u16string_view path) override;
+  LONG ReadAll(std::u16string_view path, std::vector<BYTE>& bytes) override;
+  LONG ReplaceAll(std::u16string_view path, std::span<const BYTE> bytes) override;
   static std::string ToPosixPath(std::u16string_view path);
 };
 

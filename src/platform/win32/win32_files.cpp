@@ -61,4 +61,43 @@ LONG Win32FileSystem::CreateDirectory(std::u16string_view path) {
   return static_cast<LONG>(::GetLastError());
 }
 
+LONG Win32FileSystem::ReadAll(std::u16string_view path, std::vector<BYTE>& bytes) {
+  const std::u16string name(path);
+  UniqueHandle handle(::CreateFileW(AsWide(name), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+  if (handle.get() == INVALID_HANDLE_VALUE) return static_cast<LONG>(::GetLastError());
+  bytes.clear();
+  BYTE buffer[65536];
+  DWORD read = 0;
+  while (::ReadFile(handle.get(), buffer, sizeof(buffer), &read, nullptr)) {
+    if (read == 0) return ERROR_SUCCESS;
+    bytes.insert(bytes.end(), buffer, buffer + read);
+  }
+  return static_cast<LONG>(::GetLastError());
+}
+
+LONG Win32FileSystem::ReplaceAll(std::u16string_view path, std::span<const BYTE> bytes) {
+  const std::u16string name(path);
+  const std::u16string temporary = name + u".new";
+  {
+    UniqueHandle handle(::CreateFileW(AsWide(temporary), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (handle.get() == INVALID_HANDLE_VALUE) return static_cast<LONG>(::GetLastError());
+    DWORD written = 0;
+    if (!::WriteFile(handle.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) ||
+        written != bytes.size() || !::FlushFileBuffers(handle.get())) {
+      const LONG error = static_cast<LONG>(::GetLastError());
+      handle.reset();
+      ::DeleteFileW(AsWide(temporary));
+      return error != ERROR_SUCCESS ? error : ERROR_WRITE_FAULT;
+    }
+  }
+  if (!::MoveFileExW(AsWide(temporary), AsWide(name), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    const LONG error = static_cast<LONG>(::GetLastError());
+    ::DeleteFileW(AsWide(temporary));
+    return error;
+  }
+  return ERROR_SUCCESS;
+}
+
 }  // namespace vx::platform
