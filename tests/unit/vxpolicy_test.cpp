@@ -159,10 +159,18 @@ TEST_F(VxPolicy, BadInputIsRefusedClearlyAndChangesNothing) {
     EXPECT_EQ(Snapshot(), before);
   }
 
-  files.FailReplace(ERROR_ACCESS_DENIED);  // a folder that cannot be written
-  EXPECT_EQ(2, Run({"set", "C:\\gpo", "--section", "machine", "--policy", "logon", "--disable"}));
-  EXPECT_NE(err.find("cannot be written (0x80070005); nothing was changed"), std::string::npos) << err;
-  EXPECT_EQ(Snapshot(), before);
+  // A folder that cannot be written: neither a section folder made nor a file replaced.
+  for (const bool directories : {true, false}) {
+    files.FailCreateDirectory(directories ? ERROR_ACCESS_DENIED : 0);
+    files.FailReplace(directories ? 0 : ERROR_ACCESS_DENIED);
+    EXPECT_EQ(2, Run({"set", "C:\\gpo", "--section", "user", "--policy", "runtime", "--disable"}));
+    EXPECT_NE(err.find("cannot be written (0x80070005); nothing was changed"), std::string::npos) << err;
+    EXPECT_EQ(Snapshot(), before);
+  }
+
+  files.AddDirectory(u"C:\\gpo\\User\\Registry.pol");
+  EXPECT_EQ(2, Run({"show", "C:\\gpo"}));
+  EXPECT_NE(err.find("C:\\gpo\\User\\Registry.pol: cannot be read"), std::string::npos) << err;
 
   files.SetFileBytes(u"C:\\gpo\\Machine\\Registry.pol", Bytes(std::string("PReg\x01\0\0\0[\0X", 11)));
   EXPECT_EQ(2, Run({"show", "C:\\gpo"}));

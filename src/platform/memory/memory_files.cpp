@@ -77,6 +77,7 @@ LONG MemoryFileSystem::CreateDirectory(std::u16string_view path) {
 LONG MemoryFileSystem::ReadAll(std::u16string_view path, std::vector<BYTE>& bytes) {
   std::lock_guard lock(m_mutex);
   const auto it = m_files.find(std::u16string(path));
+  if (m_directories.count(std::u16string(path))) return ERROR_ACCESS_DENIED;  // as a directory opened for reading
   if (it == m_files.end()) return m_directories.count(Parent(path)) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
   bytes = *it->second;
   return ERROR_SUCCESS;
