@@ -2,7 +2,7 @@
 JOBS ?= 2
 CMAKE_BUILD = cmake --build --preset
 
-.PHONY: all test deps native sanitize windows fuzz coverage bench demo clean
+.PHONY: all test deps native sanitize windows package fuzz coverage bench demo clean
 
 all: native windows
 
@@ -21,6 +21,10 @@ sanitize: deps
 windows: deps native
 	cmake --preset windows >/dev/null
 	$(CMAKE_BUILD) windows -j $(JOBS)
+
+# The installer package build/windows/VXGPOSnapin.msi (make windows builds it too).
+package: windows
+	$(CMAKE_BUILD) windows --target vx_package
 
 fuzz: deps
 	cmake --preset fuzz >/dev/null
