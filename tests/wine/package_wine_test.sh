@@ -2,7 +2,8 @@
 # The installer package in fresh Wine prefixes. Installed, it registers what regsvr32 of the same DLL
 # registers in another fresh prefix, and the console host loads the installed snap-in; the same
 # version again is refused; removal leaves the registry as it was, a foreign snap-in's value in a shared
-# Namespace key included; an older version is upgraded in place; a package failing late leaves nothing.
+# Namespace key included; an older version is upgraded in place, and is refused over the newer one; a
+# package failing late leaves nothing.
 #   package_wine_test.sh PACKAGE.msi OLDER.msi PACKAGE_FILES_DIR CONSOLE.exe SAMPLE_PLUGINS_DIR VERSION WORK_DIR
 set -uo pipefail
 [[ $# -eq 7 ]] || { echo "usage: $0 PACKAGE.msi OLDER.msi FILES_DIR CONSOLE.exe PLUGINS_DIR VERSION WORK_DIR"; exit 2; }
@@ -148,6 +149,8 @@ check "one product after the upgrade" test "$(arp_entries "$work/upgraded.txt")"
 check "it is version $version" grep -q "	\"DisplayVersion\"=\"$version\"" "$work/upgraded.txt"
 changes "$base" "$work/upgraded.txt" "$bookkeeping" >"$work/upgraded-changes.txt"
 check "the upgraded registration is the one regsvr32 writes" same "$work/expected.txt" "$work/upgraded-changes.txt"
+msiexec "$prefix" /i "$(windows_path "$older")"
+check "the older version over the newer is refused" test $? -eq $((1603 % 256))
 msiexec "$prefix" /x "$(windows_path "$msi")"
 snapshot "$prefix" "$work/removed.txt"
 check "the upgraded product uninstalls cleanly" unchanged "$base" "$work/removed.txt" "$containers"
