@@ -125,8 +125,8 @@ void CEnrollmentPolicyPage::WarnAboutPolicy(policy::IGpoInformation& information
     texts += names.MaskToText(combination);
   }
   if (texts.empty()) return;
-  ShowPageMessage(m_view ? m_view->Owner() : nullptr, Format(rstring(IDS_WARN_ENROLLMENT_CONFLICT), rstring(nameId), texts),
-                  MB_ICONWARNING);
+  ShowPageMessage(m_view ? m_view->Owner() : nullptr,
+                  Format(rstring(IDS_WARN_ENROLLMENT_CONFLICT), rstring(nameId), texts), MB_ICONWARNING);
 }
 
 bool CEnrollmentPolicyPage::OnApply() {

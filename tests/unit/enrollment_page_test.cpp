@@ -135,8 +135,8 @@ TEST_F(EnrollmentPage, TicksChangeOnlyWhileEnabledAndNeverInRsopMode) {
   opened.OnTokensItemChanged(0, CheckState(false), CheckState(false) | kStateSelected);
   EXPECT_TRUE(opened.WorkingList().empty()) << "a selection is no tick";
   opened.OnClick({static_cast<long>(kHitOnItemStateIcon), 20});  // the box itself: the list ticks it
-  opened.OnClick({static_cast<long>(kHitOnItemLabel), 40});       // the text of Smart card
-  opened.OnClick({0, 20});                                         // beside the rows
+  opened.OnClick({static_cast<long>(kHitOnItemLabel), 40});      // the text of Smart card
+  opened.OnClick({0, 20});                                       // beside the rows
   EXPECT_EQ((Strings{"Password", "Fingerprint", "[x] Smart card", "One-time code"}), view.Shown());
   EXPECT_EQ((std::vector<ULONGLONG>{0x4}), opened.WorkingList());
 

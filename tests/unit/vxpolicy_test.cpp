@@ -128,12 +128,15 @@ TEST_F(VxPolicy, SetTakesThePagesDecisionsAndRaisesTheMachineVersion) {
                     "Smart card", "--dry-run"}));
   EXPECT_EQ(Snapshot(), before) << "a dry run writes nothing";
   EXPECT_NE(out.find("would become: Enabled: disabled for enrollment: Fingerprint, Face [0xFFFFFFFFFFFFFFFA]"),
-            std::string::npos) << out;
+            std::string::npos)
+      << out;
   ASSERT_EQ(0, Run({"set", "C:\\gpo", "--section", "machine", "--policy", "enrollment", "--enable", "Password",
                     "Smart card"}));
   EXPECT_EQ(Stored(u"DisableCredentials"), std::vector<ULONGLONG>{0xFFFFFFFFFFFFFFFA});
   EXPECT_NE(err.find("warning: The logon policy contains combinations made only of credentials that are disabled "
-                     "for enrollment:\r\n\r\nFingerprint"), std::string::npos) << err;
+                     "for enrollment:\r\n\r\nFingerprint"),
+            std::string::npos)
+      << err;
 }
 
 TEST_F(VxPolicy, BadInputIsRefusedClearlyAndChangesNothing) {

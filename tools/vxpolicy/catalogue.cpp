@@ -36,8 +36,9 @@ bool ParseNumber(std::string_view text, int base, ULONGLONG& value) {
 std::string WriteCatalogue(const std::vector<CatalogueEntry>& entries) {
   std::string text = std::string(kCatalogueHeader) + "\n";
   for (const CatalogueEntry& entry : entries)
-    text += FormatNarrow("0x%016I64X\t%u\t%s\t", entry.mask, entry.rawType, entry.reliable ? "reliable" : "unreliable") +
-            Utf16ToUtf8(entry.name) + "\n";
+    text +=
+        FormatNarrow("0x%016I64X\t%u\t%s\t", entry.mask, entry.rawType, entry.reliable ? "reliable" : "unreliable") +
+        Utf16ToUtf8(entry.name) + "\n";
   return text;
 }
 

@@ -141,11 +141,13 @@ ULONGLONG CSession::ParseCombination(const std::string& text) const {
     ULONGLONG bits = 0;
     if (!ParseHex(part, bits)) {
       const std::u16string wanted = Utf8ToUtf16(part);
-      const auto found = std::find_if(m_catalogue.begin(), m_catalogue.end(),
-                                      [&](const CatalogueEntry& entry) { return EqualsIgnoreCase(entry.name, wanted); });
+      const auto found = std::find_if(m_catalogue.begin(), m_catalogue.end(), [&](const CatalogueEntry& entry) {
+        return EqualsIgnoreCase(entry.name, wanted);
+      });
       if (part.empty() || found == m_catalogue.end())
         throw BadInput("unknown credential \"" + part + "\" in \"" + text + "\"" +
-                       (HasCatalogue() ? " (vxpolicy tokens lists the known ones)" : " (no credential catalogue: give --tokens FILE, or hex masks)"));
+                       (HasCatalogue() ? " (vxpolicy tokens lists the known ones)"
+                                       : " (no credential catalogue: give --tokens FILE, or hex masks)"));
       bits = found->mask;
     }
     mask |= bits;
@@ -181,9 +183,9 @@ StoredSetting ReadSetting(policy::IGpoInformation& gpo, DWORD section, const Set
 
 std::string SettingLine(CSession& session, const SettingInfo& setting, const StoredSetting& stored) {
   if (FAILED(stored.loaded)) return FormatNarrow("unreadable (0x%08X)", static_cast<unsigned>(stored.loaded));
-  std::string line = stored.state == policy::SettingState::Enabled     ? "Enabled"
+  std::string line = stored.state == policy::SettingState::Enabled    ? "Enabled"
                      : stored.state == policy::SettingState::Disabled ? "Disabled"
-                                                                       : "Not configured";
+                                                                      : "Not configured";
   if (stored.state != policy::SettingState::Enabled) return line;
   if (setting.apt == 0) {
     const ULONGLONG disabled = stored.masks.front();

@@ -23,7 +23,7 @@ struct BadInput : std::runtime_error {
 
 // One of the four settings of a section.
 struct SettingInfo {
-  const char* option;   // logon, runtime, kiosk, enrollment
+  const char* option;    // logon, runtime, kiosk, enrollment
   const char16_t* name;  // the stored value's name
   int apt;               // the policy item's type; 0 for enrollment
   bool machineOnly;
@@ -31,8 +31,8 @@ struct SettingInfo {
 };
 const std::vector<SettingInfo>& Settings();
 const SettingInfo& SettingByOption(const std::string& option);  // BadInput for another
-DWORD SectionByName(const std::string& name);                    // BadInput for another
-const char* SectionName(DWORD section);                          // "machine", "user"
+DWORD SectionByName(const std::string& name);                   // BadInput for another
+const char* SectionName(DWORD section);                         // "machine", "user"
 
 class CSession {
  public:

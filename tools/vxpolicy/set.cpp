@@ -142,7 +142,9 @@ void SetAuthentication(CSession& session, CGpoFolder& gpo, DWORD section, const 
     const size_t mark = session.Messages().shown.size();
     page.OnPoliciesLinkClicked(0);
     const std::string refusal = Report(session, mark, err);
-    if (!composed) throw BadInput("\"" + text + "\" cannot be composed: no primary credential with at most one second credential makes it up");
+    if (!composed)
+      throw BadInput("\"" + text +
+                     "\" cannot be composed: no primary credential with at most one second credential makes it up");
     if (!refusal.empty()) err << "note: " << refusal << "\n";  // given twice: kept once
   }
   if (!session.HasCatalogue() && request.state == IDC_ENABLED)
@@ -156,7 +158,8 @@ void SetAuthentication(CSession& session, CGpoFolder& gpo, DWORD section, const 
   if (!accepted) throw BadInput(refusal + "; nothing was changed");
   const HRESULT saved = stored.Save(&gpo, section, setting.name);
   if (FAILED(saved))
-    throw BadInput(FormatNarrow("the GPO folder cannot be written (0x%08X); nothing was changed", static_cast<unsigned>(saved)));
+    throw BadInput(
+        FormatNarrow("the GPO folder cannot be written (0x%08X); nothing was changed", static_cast<unsigned>(saved)));
 }
 
 void SetEnrollment(CSession& session, CGpoFolder& gpo, DWORD section, const SetRequest& request, std::ostream& err) {
@@ -179,7 +182,8 @@ void SetEnrollment(CSession& session, CGpoFolder& gpo, DWORD section, const SetR
     view.rows[row].ticked = want;
   }
   if ((allowed & ~ticked) != 0)
-    throw BadInput(FormatNarrow("0x%I64X names no credential of the catalogue; nothing was changed", allowed & ~ticked));
+    throw BadInput(
+        FormatNarrow("0x%I64X names no credential of the catalogue; nothing was changed", allowed & ~ticked));
   if (!page.IsModified()) return;
   const size_t mark = session.Messages().shown.size();
   const bool applied = page.OnApply();

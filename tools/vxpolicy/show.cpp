@@ -19,18 +19,18 @@ namespace {
 std::string Quoted(std::string_view text) {
   std::string out = "\"";
   for (const char c : text) {
-    switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      default:
-        if (static_cast<unsigned char>(c) < 0x20) {
-          out += FormatNarrow("\\u%04X", static_cast<unsigned>(c));
-        } else {
-          out += c;
-        }
+    const char* escape = c == '"'    ? "\\\""
+                         : c == '\\' ? "\\\\"
+                         : c == '\n' ? "\\n"
+                         : c == '\r' ? "\\r"
+                         : c == '\t' ? "\\t"
+                                     : nullptr;
+    if (escape) {
+      out += escape;
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      out += FormatNarrow("\\u%04X", static_cast<unsigned>(c));
+    } else {
+      out += c;
     }
   }
   return out + "\"";
@@ -52,7 +52,8 @@ std::string PolicyJson(CSession& session, const SettingInfo& setting, const Stor
                      ", \"stored\": " + List(raw);
   const bool enabled = SUCCEEDED(stored.loaded) && stored.state == policy::SettingState::Enabled;
   if (setting.apt == 0) {
-    json += ", \"disabled\": " + List(enabled ? session.CoveredNames(stored.masks.front()) : std::vector<std::string>());
+    json +=
+        ", \"disabled\": " + List(enabled ? session.CoveredNames(stored.masks.front()) : std::vector<std::string>());
   } else {
     json += ", \"combinations\": [";
     for (size_t i = 0; enabled && i < stored.masks.size(); ++i)

@@ -28,23 +28,8 @@ constexpr COLORREF kNoticeColour = 0x0000FF;  // red
 
 HPROPSHEETPAGE CAuthPolicyPageWindow::Create(std::unique_ptr<CAuthPolicyPage> presenter, LONG_PTR notifyHandle,
                                              LPARAM notifyParam) {
-  auto* window = new CAuthPolicyPageWindow(std::move(presenter), notifyHandle, notifyParam);
-  PROPSHEETPAGEW page{};
-  page.dwSize = sizeof(page);
-  page.dwFlags = PSP_USECALLBACK;
-  page.hInstance = CurrentPageModules().resources;
-  page.pszTemplate = MAKEINTRESOURCEW(IDD_AUTH_POLICY_PAGE);
-  page.pfnDlgProc = DialogProc;
-  page.pfnCallback = PageCallback;
-  page.lParam = reinterpret_cast<LPARAM>(window);
-  if (HANDLE context = PagesActivationContext()) {
-    page.dwFlags |= PSP_USEFUSIONCONTEXT;  // the sheet creates the page inside the DLL's context
-    page.hActCtx = context;
-  }
-  CActivationScope activation;
-  HPROPSHEETPAGE made = ::CreatePropertySheetPageW(&page);
-  if (made == nullptr) delete window;  // no release callback comes for a page never made
-  return made;
+  return CreateOwningPage(new CAuthPolicyPageWindow(std::move(presenter), notifyHandle, notifyParam),
+                          IDD_AUTH_POLICY_PAGE, 0, DialogProc);
 }
 
 CAuthPolicyPageWindow::CAuthPolicyPageWindow(std::unique_ptr<CAuthPolicyPage> presenter, LONG_PTR notifyHandle,
@@ -57,11 +42,6 @@ CAuthPolicyPageWindow::~CAuthPolicyPageWindow() {
   if (m_groupImages) ImageList_Destroy(m_groupImages);
   if (m_boldFont) ::DeleteObject(m_boldFont);
   if (m_headerIcon) ::DestroyIcon(m_headerIcon);
-}
-
-UINT CALLBACK CAuthPolicyPageWindow::PageCallback(HWND, UINT message, PROPSHEETPAGEW* page) {
-  if (message == PSPCB_RELEASE && page) delete reinterpret_cast<CAuthPolicyPageWindow*>(page->lParam);
-  return 1;
 }
 
 INT_PTR CALLBACK CAuthPolicyPageWindow::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {

@@ -21,6 +21,8 @@ class CAuthPolicyPageWindow final : public IAuthPolicyPageView {
   // the sheet releases it.
   static HPROPSHEETPAGE Create(std::unique_ptr<CAuthPolicyPage> presenter, LONG_PTR notifyHandle, LPARAM notifyParam);
 
+  ~CAuthPolicyPageWindow() override;  // when the sheet releases the page
+
   HWND Owner() override { return m_page; }
   int AddIcon(UINT resourceId) override;
   int AddTokenIcon(const PageToken& token) override;
@@ -59,9 +61,7 @@ class CAuthPolicyPageWindow final : public IAuthPolicyPageView {
 
  private:
   CAuthPolicyPageWindow(std::unique_ptr<CAuthPolicyPage> presenter, LONG_PTR notifyHandle, LPARAM notifyParam);
-  ~CAuthPolicyPageWindow();
   static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-  static UINT CALLBACK PageCallback(HWND window, UINT message, PROPSHEETPAGEW* page);
   static LRESULT CALLBACK ListProc(HWND list, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id, DWORD_PTR data);
   void OnInitDialog(HWND window);
   INT_PTR OnNotify(NMHDR* header);

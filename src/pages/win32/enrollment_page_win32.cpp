@@ -20,34 +20,14 @@ INT_PTR Answer(HWND page, LRESULT result) {
 
 HPROPSHEETPAGE CEnrollmentPageWindow::Create(std::unique_ptr<CEnrollmentPolicyPage> presenter, LONG_PTR notifyHandle,
                                              LPARAM notifyParam) {
-  auto* window = new CEnrollmentPageWindow(std::move(presenter), notifyHandle, notifyParam);
-  PROPSHEETPAGEW page{};
-  page.dwSize = sizeof(page);
-  page.dwFlags = PSP_USECALLBACK;
-  page.hInstance = CurrentPageModules().resources;
-  page.pszTemplate = MAKEINTRESOURCEW(IDD_ENROLLMENT_PAGE);
-  page.pfnDlgProc = DialogProc;
-  page.pfnCallback = PageCallback;
-  page.lParam = reinterpret_cast<LPARAM>(window);
-  if (HANDLE context = PagesActivationContext()) {
-    page.dwFlags |= PSP_USEFUSIONCONTEXT;
-    page.hActCtx = context;
-  }
-  CActivationScope activation;
-  HPROPSHEETPAGE made = ::CreatePropertySheetPageW(&page);
-  if (made == nullptr) delete window;
-  return made;
+  return CreateOwningPage(new CEnrollmentPageWindow(std::move(presenter), notifyHandle, notifyParam),
+                          IDD_ENROLLMENT_PAGE, 0, DialogProc);
 }
 
 CEnrollmentPageWindow::~CEnrollmentPageWindow() {
   FreeNotifyHandle(m_notifyHandle);
   if (m_images) ImageList_Destroy(m_images);
   if (m_headerIcon) ::DestroyIcon(m_headerIcon);
-}
-
-UINT CALLBACK CEnrollmentPageWindow::PageCallback(HWND, UINT message, PROPSHEETPAGEW* page) {
-  if (message == PSPCB_RELEASE && page) delete reinterpret_cast<CEnrollmentPageWindow*>(page->lParam);
-  return 1;
 }
 
 INT_PTR CALLBACK CEnrollmentPageWindow::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -90,7 +70,8 @@ void CEnrollmentPageWindow::OnInitDialog(HWND window) {
 }
 
 INT_PTR CEnrollmentPageWindow::OnNotify(NMHDR* header) {
-  if (header->code == PSN_APPLY) return Answer(m_page, m_presenter->OnApply() ? PSNRET_NOERROR : PSNRET_INVALID_NOCHANGEPAGE);
+  if (header->code == PSN_APPLY)
+    return Answer(m_page, m_presenter->OnApply() ? PSNRET_NOERROR : PSNRET_INVALID_NOCHANGEPAGE);
   if (header->idFrom != IDC_TOKENS_LIST) return FALSE;
   const auto* change = reinterpret_cast<NMLISTVIEW*>(header);
   switch (header->code) {
@@ -115,7 +96,9 @@ INT_PTR CEnrollmentPageWindow::OnNotify(NMHDR* header) {
 
 // ---- the view
 
-int CEnrollmentPageWindow::AddTokenIcon(const PageToken& token) { return m_tokenImages.Add(m_images, token, kImageSize); }
+int CEnrollmentPageWindow::AddTokenIcon(const PageToken& token) {
+  return m_tokenImages.Add(m_images, token, kImageSize);
+}
 
 void CEnrollmentPageWindow::SetPrompt(const std::u16string& text) {
   ::SetDlgItemTextW(m_page, IDC_PROMPT, AsWide(text));
@@ -132,7 +115,9 @@ void CEnrollmentPageWindow::AppendItem(const std::u16string& text, int image, UL
   if (row >= 0) ListView_SetCheckState(m_list, row, ticked ? TRUE : FALSE);
 }
 
-void CEnrollmentPageWindow::SetTicked(int row, bool ticked) { ListView_SetCheckState(m_list, row, ticked ? TRUE : FALSE); }
+void CEnrollmentPageWindow::SetTicked(int row, bool ticked) {
+  ListView_SetCheckState(m_list, row, ticked ? TRUE : FALSE);
+}
 
 ListHit CEnrollmentPageWindow::HitTest(Point point) {
   LVHITTESTINFO hit{};

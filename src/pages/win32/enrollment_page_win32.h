@@ -22,6 +22,8 @@ class CEnrollmentPageWindow final : public IEnrollmentPageView {
   static HPROPSHEETPAGE Create(std::unique_ptr<CEnrollmentPolicyPage> presenter, LONG_PTR notifyHandle,
                                LPARAM notifyParam);
 
+  ~CEnrollmentPageWindow() override;  // when the sheet releases the page
+
   HWND Owner() override { return m_page; }
   int AddTokenIcon(const PageToken& token) override;
   void SetPrompt(const std::u16string& text) override;
@@ -37,9 +39,7 @@ class CEnrollmentPageWindow final : public IEnrollmentPageView {
  private:
   CEnrollmentPageWindow(std::unique_ptr<CEnrollmentPolicyPage> presenter, LONG_PTR notifyHandle, LPARAM notifyParam)
       : m_presenter(std::move(presenter)), m_notifyHandle(notifyHandle), m_notifyParam(notifyParam) {}
-  ~CEnrollmentPageWindow();
   static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-  static UINT CALLBACK PageCallback(HWND window, UINT message, PROPSHEETPAGEW* page);
   void OnInitDialog(HWND window);
   INT_PTR OnNotify(NMHDR* header);
 

@@ -6,29 +6,8 @@
 namespace vx::pages {
 
 HPROPSHEETPAGE CExplanationPageWindow::Create(std::unique_ptr<CExplanationPage> presenter) {
-  auto* window = new CExplanationPageWindow(std::move(presenter));
-  PROPSHEETPAGEW page{};
-  page.dwSize = sizeof(page);
-  page.dwFlags = PSP_USECALLBACK | PSP_USETITLE;
-  page.hInstance = CurrentPageModules().resources;
-  page.pszTemplate = MAKEINTRESOURCEW(IDD_EXPLANATION_PAGE);
-  page.pszTitle = MAKEINTRESOURCEW(IDS_EXPLANATION_TITLE);
-  page.pfnDlgProc = DialogProc;
-  page.pfnCallback = PageCallback;
-  page.lParam = reinterpret_cast<LPARAM>(window);
-  if (HANDLE context = PagesActivationContext()) {
-    page.dwFlags |= PSP_USEFUSIONCONTEXT;
-    page.hActCtx = context;
-  }
-  CActivationScope activation;
-  HPROPSHEETPAGE made = ::CreatePropertySheetPageW(&page);
-  if (made == nullptr) delete window;
-  return made;
-}
-
-UINT CALLBACK CExplanationPageWindow::PageCallback(HWND, UINT message, PROPSHEETPAGEW* page) {
-  if (message == PSPCB_RELEASE && page) delete reinterpret_cast<CExplanationPageWindow*>(page->lParam);
-  return 1;
+  return CreateOwningPage(new CExplanationPageWindow(std::move(presenter)), IDD_EXPLANATION_PAGE, IDS_EXPLANATION_TITLE,
+                          DialogProc);
 }
 
 INT_PTR CALLBACK CExplanationPageWindow::DialogProc(HWND window, UINT message, WPARAM, LPARAM lParam) {

@@ -23,7 +23,6 @@ class CExplanationPageWindow final : public IExplanationPageView {
  private:
   explicit CExplanationPageWindow(std::unique_ptr<CExplanationPage> presenter) : m_presenter(std::move(presenter)) {}
   static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-  static UINT CALLBACK PageCallback(HWND window, UINT message, PROPSHEETPAGEW* page);
 
   std::unique_ptr<CExplanationPage> m_presenter;
   HWND m_page = nullptr;

@@ -139,6 +139,24 @@ std::wstring ControlText(HWND dialog, int id) {
   return text;
 }
 
+HPROPSHEETPAGE CreateModulePage(UINT templateId, UINT titleId, DLGPROC proc, LPFNPSPCALLBACKW callback, LPARAM param) {
+  PROPSHEETPAGEW page{};
+  page.dwSize = sizeof(page);
+  page.dwFlags = PSP_USECALLBACK | (titleId != 0 ? PSP_USETITLE : 0);
+  page.hInstance = CurrentPageModules().resources;
+  page.pszTemplate = MAKEINTRESOURCEW(templateId);
+  if (titleId != 0) page.pszTitle = MAKEINTRESOURCEW(titleId);
+  page.pfnDlgProc = proc;
+  page.pfnCallback = callback;
+  page.lParam = param;
+  if (HANDLE context = PagesActivationContext()) {
+    page.dwFlags |= PSP_USEFUSIONCONTEXT;  // the sheet creates the page inside the DLL's context
+    page.hActCtx = context;
+  }
+  CActivationScope activation;
+  return ::CreatePropertySheetPageW(&page);
+}
+
 void SetPageModified(HWND page, bool modified) {
   HWND sheet = ::GetParent(page);
   if (modified) {

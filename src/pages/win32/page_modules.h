@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <commctrl.h>
+#include <prsht.h>
 
 #include <cstdint>
 #include <map>
@@ -68,6 +69,25 @@ class CTokenImages {
 // MMCPropertyChangeNotify and MMCFreeNotifyHandle of the console's library, if it is loaded.
 HRESULT PropertyChangeNotify(LONG_PTR handle, LPARAM param);
 void FreeNotifyHandle(LONG_PTR handle);
+
+// A property sheet page from a template of the language module (titled by a text of it, or 0 for the
+// template's caption), made in the DLL's activation context; null when it cannot be made.
+HPROPSHEETPAGE CreateModulePage(UINT templateId, UINT titleId, DLGPROC proc, LPFNPSPCALLBACKW callback, LPARAM param);
+
+// The page of a window object that the page owns: deleted when the sheet releases the page, or at once
+// when the page cannot be made. The dialog procedure finds the window in the PROPSHEETPAGEW's lParam.
+template <class Window>
+UINT CALLBACK ReleaseOwnedWindow(HWND, UINT message, PROPSHEETPAGEW* page) {
+  if (message == PSPCB_RELEASE && page) delete reinterpret_cast<Window*>(page->lParam);
+  return 1;
+}
+template <class Window>
+HPROPSHEETPAGE CreateOwningPage(Window* window, UINT templateId, UINT titleId, DLGPROC proc) {
+  HPROPSHEETPAGE made =
+      CreateModulePage(templateId, titleId, proc, &ReleaseOwnedWindow<Window>, reinterpret_cast<LPARAM>(window));
+  if (made == nullptr) delete window;  // no release callback comes for a page never made
+  return made;
+}
 
 // PSM_CHANGED or PSM_UNCHANGED to the page's sheet.
 void SetPageModified(HWND page, bool modified);

@@ -9,29 +9,8 @@
 namespace vx::pages {
 
 HPROPSHEETPAGE CPrecedencePageWindow::Create(std::unique_ptr<CPrecedencePolicyPage> presenter) {
-  auto* window = new CPrecedencePageWindow(std::move(presenter));
-  PROPSHEETPAGEW page{};
-  page.dwSize = sizeof(page);
-  page.dwFlags = PSP_USECALLBACK | PSP_USETITLE;
-  page.hInstance = CurrentPageModules().resources;
-  page.pszTemplate = MAKEINTRESOURCEW(IDD_PRECEDENCE_PAGE);
-  page.pszTitle = MAKEINTRESOURCEW(IDS_PRECEDENCE_TITLE);
-  page.pfnDlgProc = DialogProc;
-  page.pfnCallback = PageCallback;
-  page.lParam = reinterpret_cast<LPARAM>(window);
-  if (HANDLE context = PagesActivationContext()) {
-    page.dwFlags |= PSP_USEFUSIONCONTEXT;
-    page.hActCtx = context;
-  }
-  CActivationScope activation;
-  HPROPSHEETPAGE made = ::CreatePropertySheetPageW(&page);
-  if (made == nullptr) delete window;
-  return made;
-}
-
-UINT CALLBACK CPrecedencePageWindow::PageCallback(HWND, UINT message, PROPSHEETPAGEW* page) {
-  if (message == PSPCB_RELEASE && page) delete reinterpret_cast<CPrecedencePageWindow*>(page->lParam);
-  return 1;
+  return CreateOwningPage(new CPrecedencePageWindow(std::move(presenter)), IDD_PRECEDENCE_PAGE, IDS_PRECEDENCE_TITLE,
+                          DialogProc);
 }
 
 INT_PTR CALLBACK CPrecedencePageWindow::DialogProc(HWND window, UINT message, WPARAM, LPARAM lParam) {

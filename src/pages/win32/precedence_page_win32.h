@@ -25,7 +25,6 @@ class CPrecedencePageWindow final : public IPrecedencePageView {
   explicit CPrecedencePageWindow(std::unique_ptr<CPrecedencePolicyPage> presenter)
       : m_presenter(std::move(presenter)) {}
   static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-  static UINT CALLBACK PageCallback(HWND window, UINT message, PROPSHEETPAGEW* page);
 
   std::unique_ptr<CPrecedencePolicyPage> m_presenter;
   HWND m_page = nullptr;
