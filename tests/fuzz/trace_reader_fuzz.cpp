@@ -1,7 +1,7 @@
 // libFuzzer entry: the trace file parser and printer on arbitrary bytes. Besides the sanitizers'
 // findings, it checks what every caller relies on: offsets stay inside the input, records are
 // contiguous, and one record prints as at most one line.
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <span>
@@ -9,18 +9,12 @@
 
 #include "trace_reader.h"
 
-namespace {
-
-void Require(bool condition) {
+static void Require(bool condition) {
   if (!condition) std::abort();
 }
 
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::span<const std::uint8_t> bytes(data, size);
-  const vxtrace::TraceFile file = vxtrace::ParseTraceFile(bytes);
-
+  const vxtrace::TraceFile file = vxtrace::ParseTraceFile(std::span<const std::uint8_t>(data, size));
   Require(file.fault.has_value() || !file.header.empty());
   if (file.fault) Require(file.fault->offset <= size && !file.fault->message.empty());
   std::size_t next = file.recordsOffset;
@@ -32,10 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (record.kind != 't' && record.kind != 'T') ++lines;
   }
   if (!file.fault) Require(next == size);
-
   const std::string printed = vxtrace::PrintTraceFile(file);
-  std::size_t newlines = 0;
-  for (char c : printed) newlines += c == '\n';
-  Require(newlines == lines);
+  Require(static_cast<std::size_t>(std::count(printed.begin(), printed.end(), '\n')) == lines);
   return 0;
 }

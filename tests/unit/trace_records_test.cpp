@@ -1,50 +1,95 @@
-// The records a traced operation writes: order, texts, size caps, date and time only on change.
+// What a traced run writes: the plain-text header line by line, then the records of each operation in
+// order, their texts and size caps, the date and time only on change.
 #include <cstdio>
 #include <stdexcept>
 
+#include "support/trace_internal.h"
 #include "trace_test_support.h"
 
 using namespace VXTraceNS;
+using vx::platform::OsVersionInfo;
 using vxtest::Kinds;
 using vxtest::Texts;
 
-namespace {
+using TraceRecords = vxtest::TracingFixture;
 
-class TraceRecords : public vxtest::TracingFixture {};
+TEST_F(TraceRecords, HeaderEveryLineInOrder) {
+  vx::platform::WriteString(*Key(u"SOFTWARE\\Vantorix\\Products\\Keystone Client"), u"Version", u"5.1.2");
+  auto lines = HeaderLines(registry, process, clock.time);
+  ASSERT_EQ(lines.size(), 12u);
+  EXPECT_EQ(lines[1].rfind("Compiled: ", 0), 0u);
+  EXPECT_EQ(lines[1].size(), std::string("Compiled: Feb 24 2014 12:34:56").size());
+  lines[1] = "Compiled";
+  EXPECT_EQ(lines,
+            (std::vector<std::string>{
+                "trace3", "Compiled", "File location: C:\\Program Files\\Vantorix\\VXGPOSnapin.dll", "OS: Windows7",
+                "ServicePack: Service Pack 1", "Machine name: ADMIN-PC", "Trace Ver: 3.0.1", "FileVersion: 3.2.7.6",
+                "Product: Keystone Client; Version: 5.1.2", "installation: NETWORK", "11/22/2026 20:47:05.123", "."}));
+  process.hasVersion = false;
+  EXPECT_EQ(FileVersionLine(process, u"C:\\x.dll"), "FileVersion: UNKNOWN");
+}
 
-}  // namespace
+TEST(TraceHeader, OsLineTable) {
+  constexpr BYTE ws = VER_NT_WORKSTATION, server = VER_NT_SERVER;
+  const struct {
+    OsVersionInfo os;
+    const char* line;
+  } cases[] = {
+      {{VER_PLATFORM_WIN32_NT, 6, 2, server, u""}, "OS: Server2012"},
+      {{VER_PLATFORM_WIN32_NT, 6, 2, ws, u""}, "OS: Windows8"},
+      {{VER_PLATFORM_WIN32_NT, 6, 1, server, u""}, "OS: Windows7"},
+      {{VER_PLATFORM_WIN32_NT, 6, 0, ws, u""}, "OS: WindowsVista"},
+      {{VER_PLATFORM_WIN32_NT, 6, 0, VER_NT_DOMAIN_CONTROLLER, u""}, "OS: Server2008"},
+      {{VER_PLATFORM_WIN32_NT, 5, 1, ws, u""}, "OS: WindowsXP"},
+      {{VER_PLATFORM_WIN32_NT, 5, 2, server, u""}, "OS: Server2003"},
+      {{VER_PLATFORM_WIN32_NT, 5, 0, ws, u""}, "OS: Windows2000"},
+      {{VER_PLATFORM_WIN32_NT, 5, 9, ws, u""}, "OS: Windows2000"},
+      {{VER_PLATFORM_WIN32_NT, 10, 0, ws, u""}, "OS: UNKNOWN OS(Major:10 Minor:0)"},
+      {{1, 6, 1, ws, u""}, "OS: UNKNOWN OS(Major:6 Minor:1)"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(OsLine(c.os), c.line) << c.os.major << "." << c.os.minor;
+}
 
-TEST_F(TraceRecords, ScopeWritesEnterMessageResultExitWithOneDateAndTimeEachInOneWrite) {
-  const size_t writesBefore = files.WriteCalls();
+TEST_F(TraceRecords, HeaderProductAndInstallationLines) {
+  EXPECT_EQ(ProductLines(registry), std::vector<std::string>{"No Corvane products found"});
+  Key(u"SOFTWARE\\Vantorix\\Products");
+  EXPECT_EQ(ProductLines(registry), std::vector<std::string>{"No Corvane products found"}) << "no subkey";
+  vx::platform::WriteString(*Key(u"SOFTWARE\\Vantorix\\Products\\Alpha"), u"Version", u"1.0");
+  Key(u"SOFTWARE\\Vantorix\\Products\\Beta");
+  EXPECT_EQ(ProductLines(registry),
+            (std::vector<std::string>{"Product: Alpha; Version: 1.0", "Product: Beta; Version: ERROR(0x2)"}));
+
+  // LOCAL only for a DWORD zero.
+  EXPECT_EQ(InstallationLine(registry), "installation: NETWORK");
+  auto key = Key(u"SOFTWARE\\Policies\\Vantorix");
+  vx::platform::WriteString(*key, u"NetworkSupport", u"0");
+  EXPECT_EQ(InstallationLine(registry), "installation: NETWORK");
+  vx::platform::WriteDword(*key, u"NetworkSupport", 1);
+  EXPECT_EQ(InstallationLine(registry), "installation: NETWORK");
+  vx::platform::WriteDword(*key, u"NetworkSupport", 0);
+  EXPECT_EQ(InstallationLine(registry), "installation: LOCAL");
+}
+
+TEST_F(TraceRecords, ScopeWritesEnterMessageResultExitEachInOneWriteAndDateAndTimeOnlyOnChange) {
   {
     CTraceScope scope("CRsopData::LoadRsop()");
     scope.Message("count = %d, name = %s", 3, "machine");
     scope.Result(E_FAIL);
+    clock.SetTime({2026, 11, 0, 22, 20, 47, 5, 124});
+    scope.Message("later");
+    scope.Message("same millisecond");
+    clock.SetTime({2026, 11, 1, 23, 20, 47, 5, 124});  // a new day at the same time of day
+    scope.Message("next day");
   }
-  EXPECT_EQ(files.WriteCalls() - writesBefore, 7u) << "the header, then one write per record";
+  EXPECT_EQ(files.WriteCalls(), 13u) << "the header, then one write per record";
   Stop();
   const auto file = File();
-  ASSERT_EQ(Kinds(file), "tT>UE<");
-  const std::vector<std::string> texts = {
-      "11/22/26", "20:47:05.123", "CRsopData::LoadRsop()", "count = 3, name = machine", "-2147467259 ", ""};
-  for (size_t i = 0; i < texts.size(); ++i) {
-    EXPECT_EQ(file.records[i].text, texts[i]);
-    EXPECT_EQ(file.records[i].threadId, 7u);
-  }
-}
-
-TEST_F(TraceRecords, TimeRecordsOnlyWhenTheTimeChangesAndDateRecordsOnlyWithANewDay) {
-  {
-    CTraceScope outer("Outer");
-    clock.SetTime({2026, 11, 0, 22, 20, 47, 5, 124});
-    outer.Message("later");
-    outer.Message("same millisecond");
-    clock.SetTime({2026, 11, 1, 23, 20, 47, 5, 124});  // a new day at the same time of day
-    outer.Message("next day");
-  }
-  Stop();
-  EXPECT_EQ(Kinds(File()), "tT>TUUtTU<");
-  EXPECT_EQ(Texts(File(), 't'), (std::vector<std::string>{"11/22/26", "11/23/26"}));
+  EXPECT_EQ(Kinds(file), "tT>UETUUtTU<");
+  std::vector<std::string> texts;
+  for (const auto& record : file.records) texts.push_back(record.text);
+  EXPECT_EQ(texts, (std::vector<std::string>{"11/22/26", "20:47:05.123", "CRsopData::LoadRsop()",
+                                             "count = 3, name = machine", "-2147467259 ", "20:47:05.124", "later",
+                                             "same millisecond", "11/23/26", "20:47:05.124", "next day", ""}));
 }
 
 TEST_F(TraceRecords, NamesAreCutAMissingNameIsMarkedAndEachRecordCarriesItsThread) {
@@ -64,27 +109,19 @@ TEST_F(TraceRecords, NamesAreCutAMissingNameIsMarkedAndEachRecordCarriesItsThrea
   EXPECT_EQ(file.records[4].threadId, 99u);
 }
 
-TEST_F(TraceRecords, MessageFormatting) {
+// Formats are made ready once per address, but an address says nothing about the text it holds now.
+TEST_F(TraceRecords, MessageFormatsAreCutToFitAndAlwaysTheTextAtTheirAddressNow) {
+  char format[64] = "first %d";
+  std::vector<std::string> many;
+  for (int i = 0; i < 300; ++i) many.push_back("format " + std::to_string(i) + " = %d");
+  std::string reused(401, '%');
   {
     CTraceScope scope("Messages");
     scope.Message("");
     scope.Message("%s and %c stay narrow", "text", 'x');
     scope.Message("%s", std::string(500, 'a').c_str());           // longer than 399 bytes: cut
     scope.Message((std::string(398, 'b') + "\xc3\xa9").c_str());  // a character is not split
-    scope.Message(std::string(401, '%').c_str());                 // a format that does not fit: dropped
     scope.Message("100%%s done");  // the narrowing prefix goes after every "%s", even a literal one
-  }
-  EXPECT_EQ(Written('U'), (std::vector<std::string>{"", "text and x stay narrow", std::string(399, 'a'),
-                                                    std::string(398, 'b'), "100%hs done"}));
-}
-
-// Formats are made ready once per address, but an address says nothing about the text it holds now.
-TEST_F(TraceRecords, AFormatIsTheTextAtItsAddressNow) {
-  char format[64] = "first %d";
-  std::vector<std::string> many;
-  for (int i = 0; i < 300; ++i) many.push_back("format " + std::to_string(i) + " = %d");
-  {
-    CTraceScope scope("Formats");
     scope.Message(format, 1);
     std::snprintf(format, sizeof format, "second %%s");
     scope.Message(format, "text");
@@ -92,21 +129,20 @@ TEST_F(TraceRecords, AFormatIsTheTextAtItsAddressNow) {
     scope.Message(format, "text");
     for (int round = 0; round < 2; ++round)
       for (int i = 0; i < 300; ++i) scope.Message(many[static_cast<size_t>(i)].c_str(), i);
-    // A dropped format is remembered as dropped, and its address used again is a new format.
-    std::string reused(401, '%');
+    // A format that does not fit is dropped, remembered as dropped, and its address used again is a new format.
     scope.Message(reused.c_str());
     scope.Message(reused.c_str());
     reused.assign(400, '-');
     scope.Message(reused.c_str());
   }
   const auto texts = Written('U');
-  ASSERT_EQ(texts.size(), 3u + 600u + 1u);
-  EXPECT_EQ(texts[0], "first 1");
-  EXPECT_EQ(texts[1], "second text");
-  EXPECT_EQ(texts[2], "second text!");
+  ASSERT_EQ(texts.size(), 8u + 600u + 1u);
+  EXPECT_EQ(std::vector<std::string>(texts.begin(), texts.begin() + 8),
+            (std::vector<std::string>{"", "text and x stay narrow", std::string(399, 'a'), std::string(398, 'b'),
+                                      "100%hs done", "first 1", "second text", "second text!"}));
   for (size_t i = 0; i < 600; ++i) {
     const std::string number = std::to_string(i % 300);
-    EXPECT_EQ(texts[3 + i], "format " + number + " = " + number);
+    EXPECT_EQ(texts[8 + i], "format " + number + " = " + number);
   }
   EXPECT_EQ(texts.back(), std::string(399, '-'));
 }
@@ -120,11 +156,9 @@ TEST_F(TraceRecords, ResultRecordsFailuresAndSecuritySuccessesOnly) {
     scope.Result(E_POINTER, "[12 : store.cpp] HPTR(p)");
     scope.Result(E_FAIL, std::string(300, 'x').c_str());
   }
-  const auto texts = Written('E');
-  ASSERT_EQ(texts.size(), 3u);
-  EXPECT_EQ(texts[0], "590610 continue needed");
-  EXPECT_EQ(texts[1], "-2147467261 [12 : store.cpp] HPTR(p)");
-  EXPECT_EQ(texts[2], "-2147467259 " + std::string(248, 'x')) << "cut at 260 bytes";
+  EXPECT_EQ(Written('E'), (std::vector<std::string>{"590610 continue needed", "-2147467261 [12 : store.cpp] HPTR(p)",
+                                                    "-2147467259 " + std::string(248, 'x')}))
+      << "cut at 260 bytes";
 }
 
 TEST(TraceOff, NoFacilityMeansNoTracingAndNoCrash) {

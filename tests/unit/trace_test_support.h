@@ -31,7 +31,6 @@ inline std::vector<std::string> Texts(const vxtrace::TraceFile& file, char kind)
 class TraceFixture : public ::testing::Test {
  protected:
   static constexpr const char16_t* kDefaultFile = u"C:\\Program Files\\Vantorix\\mmc.VXGPOSnapin.dll.x64.1.trc3";
-
   TraceFixture() { files.AddDirectory(u"C:\\Program Files\\Vantorix"); }
 
   // A key under HKEY_LOCAL_MACHINE, made when missing.
@@ -42,14 +41,9 @@ class TraceFixture : public ::testing::Test {
     return key;
   }
   std::unique_ptr<vx::platform::IRegistryKey> ConfigKey(std::u16string_view subkey = u"") {
-    std::u16string path = VXTraceNS::kConfigKey;
-    if (!subkey.empty()) path += u"\\" + std::u16string(subkey);
-    return Key(path);
+    return Key(VXTraceNS::kConfigKey + std::u16string(subkey.empty() ? u"" : u"\\") + std::u16string(subkey));
   }
   void Config(std::u16string_view name, DWORD value) { vx::platform::WriteDword(*ConfigKey(), name, value); }
-  void ConfigString(std::u16string_view name, std::u16string_view value, DWORD type = REG_SZ) {
-    vx::platform::WriteString(*ConfigKey(), name, value, type);
-  }
 
   // A facility made now, as at module load, and made current.
   VXTraceNS::CTraceFacility& Start(vx::platform::IClock* otherClock = nullptr) {

@@ -1,14 +1,11 @@
-// Language resources on the real platform: the en-US ".mui" found by the Win32 loader adapter, the
-// sample branding module registered under DLLPath (the value is put back after each test), and the
-// search when no ".mui" is where the language says.
+// Language resources on the real platform: the en-US ".mui" and the sample branding module loaded by the
+// Win32 loader adapter, and the search when no ".mui" is where the language says. The fallback chain and the
+// branding rules are the unit tests'; the registry here is the in-memory one.
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <string>
-#include <vector>
-
+#include "platform/memory/memory_registry.h"
 #include "platform/text.h"
-#include "platform/win32/win32_registry.h"
 #include "support/branding.h"
 #include "support/language.h"
 #include "support/win32/language_win32.h"
@@ -25,80 +22,44 @@ std::u16string BuildDir() {
   return path;
 }
 
-class LanguageResources : public ::testing::Test {
- protected:
-  void SetUp() override {
-    DWORD size = 0;
-    m_hadValue = ::RegGetValueW(HKEY_LOCAL_MACHINE, Key(), L"DLLPath", RRF_RT_ANY | RRF_NOEXPAND, &m_savedType, nullptr,
-                                &size) == ERROR_SUCCESS;
-    m_saved.resize(size);
-    if (m_hadValue) {
-      ::RegGetValueW(HKEY_LOCAL_MACHINE, Key(), L"DLLPath", RRF_RT_ANY | RRF_NOEXPAND, nullptr, m_saved.data(), &size);
-    }
-  }
-  void TearDown() override {
-    if (m_hadValue) {
-      Set(m_savedType, m_saved);
-    } else {
-      ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, Key(), L"DLLPath");
-    }
-  }
-
-  static LPCWSTR Key() { return vx::AsWide(vx::kBrandingKey); }
-  static void Set(DWORD type, const std::vector<BYTE>& data) {
-    ASSERT_EQ(
-        ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, Key(), L"DLLPath", type, data.data(), static_cast<DWORD>(data.size())),
-        ERROR_SUCCESS);
-  }
-  static void RegisterBranding(const std::u16string& path) {
-    const auto* bytes = reinterpret_cast<const BYTE*>(path.c_str());
-    Set(REG_SZ, std::vector<BYTE>(bytes, bytes + (path.size() + 1) * sizeof(char16_t)));
-  }
-
-  vx::platform::Win32Registry registry;
+TEST(LanguageResources, TextsComeFromTheEnglishModuleWithTheSampleBranding) {
+  vx::platform::MemoryRegistry registry;
+  std::unique_ptr<vx::platform::IRegistryKey> key;
+  ASSERT_EQ(registry.CreateKey(vx::platform::RegistryRoot::LocalMachine, vx::kBrandingKey, KEY_ALL_ACCESS, key),
+            ERROR_SUCCESS);
+  vx::platform::WriteString(*key, vx::kBrandingValue, BuildDir() + u"\\samples\\branding\\vxbranding.dll");
   vx::Win32ResourceModules modules;
-  vxtest::ScratchFolder folder;
-  bool m_hadValue = false;
-  DWORD m_savedType = 0;
-  std::vector<BYTE> m_saved;
-};
-
-TEST_F(LanguageResources, TextsComeFromTheEnglishModuleWithTheSampleBranding) {
-  RegisterBranding(BuildDir() + u"\\samples\\branding\\vxbranding.dll");
   vx::CBranding branding(registry, modules);
   vx::CLanguageResources resources(modules, BuildDir() + u"\\VXGPOSnapin.dll", ::GetModuleHandleW(nullptr), &branding);
   ASSERT_NE(resources.Module(), nullptr);
   EXPECT_NE(resources.Module(), ::GetModuleHandleW(nullptr));
-  EXPECT_EQ(Utf16ToUtf8(resources.LoadText(138)), "Northwind Secure Logon");
   EXPECT_EQ(Utf16ToUtf8(resources.LoadText(6)),
             "No credential plug-ins of Northwind Secure Logon are installed on this computer. Authentication "
             "policies cannot be edited. Contact Northwind Help Desk.");
   EXPECT_EQ(Utf16ToUtf8(resources.LoadText(156)), "%ls\r\n\r\nError code: 0x%08X");
   EXPECT_EQ(resources.LoadText(9999), u"");
-}
 
-TEST_F(LanguageResources, MissingBrandingModuleGivesTheBuiltInTexts) {
-  RegisterBranding(vx::AsU16((folder / L"no-such-branding.dll").c_str()));
-  vx::CBranding branding(registry, modules);
-  EXPECT_EQ(branding.Apply(u"<<%PN%>> / <<%MA%>>"), u"Vantorix Keystone Client / Vantorix");
+  // A branding module that does not load: the loader's error is kept and the built-in texts stand.
+  vx::platform::WriteString(*key, vx::kBrandingValue, u"C:\\no-such-branding.dll");
+  EXPECT_EQ(vx::CBranding(registry, modules).Apply(u"<<%MA%>>"), u"Vantorix");
   EXPECT_NE(modules.LastError(), 0u);
 }
 
-TEST_F(LanguageResources, WithoutALanguageFolderTheFileBesideTheModuleIsTaken) {
+TEST(LanguageResources, WithoutALanguageFolderTheFileBesideTheModuleIsTaken) {
+  vxtest::ScratchFolder folder;
   const std::u16string dir = vx::AsU16(folder.Path().c_str());
-  vx::CLanguageResources orphan(modules, dir + u"\\Orphan.dll", ::GetModuleHandleW(nullptr), nullptr);
-  EXPECT_EQ(orphan.Module(), nullptr);
-  EXPECT_EQ(orphan.LoadText(138), u"");
+  vx::Win32ResourceModules modules;  // made after the folder: frees its modules before the folder goes
+  EXPECT_EQ(vx::CLanguageResources(modules, dir + u"\\Orphan.dll", ::GetModuleHandleW(nullptr), nullptr).Module(),
+            nullptr);
   // The preferred languages come from kernel32, looked up at run time.
   EXPECT_NE(vx::GetCurrentUserMUILanguage(modules).find(u'-'), std::u16string::npos);
 
   ASSERT_TRUE(::CopyFileW(vx::AsWide(BuildDir() + u"\\en-US\\VXGPOSnapin.dll.mui"),
                           (folder / L"Beside.dll.mui").c_str(), FALSE));
-  vx::Win32ResourceModules own;  // frees the module before the folder goes
-  HMODULE module = own.LoadLanguageModule(dir + u"\\Beside.dll", 0);
+  HMODULE module = modules.LoadLanguageModule(dir + u"\\Beside.dll", 0);
   ASSERT_NE(module, nullptr);
-  EXPECT_EQ(Utf16ToUtf8(own.LoadString(module, 159)), "Enabled");
-  EXPECT_EQ(own.LoadLanguageModule(dir + u"\\Beside.dll", 0x0407), nullptr) << "no de-DE folder";
+  EXPECT_EQ(Utf16ToUtf8(modules.LoadString(module, 159)), "Enabled");
+  EXPECT_EQ(modules.LoadLanguageModule(dir + u"\\Beside.dll", 0x0407), nullptr) << "no de-DE folder";
 }
 
 }  // namespace

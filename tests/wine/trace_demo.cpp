@@ -1,5 +1,5 @@
-// A small Windows program that traces a few scopes through the facility, configured by the real
-// registry: nested scopes on two threads, messages, a checked failure that unwinds to a boundary.
+// A small Windows program that traces through the facility as configured in the real registry: scopes on
+// two threads, a message with narrow and wide arguments, a checked failure that unwinds to a boundary.
 #include <thread>
 
 #include "support/check.h"
@@ -18,18 +18,14 @@ HRESULT Operation(int round) {
   });
 }
 
-void Worker() {
-  VXTraceNS::CTraceScope scope("CTraceDemo::Worker");
-  for (int round = 1; round <= 3; ++round) Operation(round);
-}
-
 }  // namespace
 
 int main() {
   VXTraceNS::CWin32Trace trace;
   VXTraceNS::CTraceScope scope("CTraceDemo::main");
-  std::thread worker(Worker);
+  std::thread worker([] {
+    for (int round = 1; round <= 3; ++round) Operation(round);
+  });
   worker.join();
   Operation(1);
-  return 0;
 }
