@@ -11,7 +11,7 @@ TEST(Utf, RoundTripsAndReplacesInvalidInput) {
   const std::u16string text = u"Caf\u00e9 \u20ac \U0001F512";
   EXPECT_EQ(Utf8ToUtf16(Utf16ToUtf8(text)), text);
   EXPECT_EQ(Utf16ToUtf8(text), "Caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x94\x92");
-  EXPECT_EQ(Utf8ToUtf16("a\xff" "b"), u"a\ufffdb");
+  EXPECT_EQ(Utf8ToUtf16("a\377b"), u"a\ufffdb");
   EXPECT_EQ(Utf8ToUtf16("\xc0\xaf"), u"\ufffd") << "overlong form";
   EXPECT_EQ(Utf8ToUtf16("\xe2\x82"), u"\ufffd") << "cut sequence";
   EXPECT_EQ(Utf16ToUtf8(std::u16string(1, char16_t(0xD800))), "\xef\xbf\xbd") << "lone surrogate";
@@ -19,8 +19,9 @@ TEST(Utf, RoundTripsAndReplacesInvalidInput) {
 
 TEST(Utf, TruncationNeverSplitsACharacter) {
   const std::string text = "ab\xe2\x82\xac";  // a, b, euro sign (3 bytes)
-  for (const auto& [max, cut] : {std::pair<size_t, std::string>{5, text}, {4, "ab"}, {2, "ab"}, {0, ""}})
+  for (const auto& [max, cut] : {std::pair<size_t, std::string>{5, text}, {4, "ab"}, {2, "ab"}, {0, ""}}) {
     EXPECT_EQ(TruncateUtf8(text, max), cut) << max;
+  }
 }
 
 TEST(CaseInsensitive, NamesCompareAsTheRegistryDoes) {
@@ -31,19 +32,16 @@ TEST(CaseInsensitive, NamesCompareAsTheRegistryDoes) {
   EXPECT_LT(CompareIgnoreCase(u"abc", u"ABD"), 0);
 }
 
+// Drive, directory, name and extension, joined by "|".
 TEST(Paths, SplitLikeTheRuntime) {
-  const auto p = SplitPath(u"C:\\Program Files\\Vantorix\\VXGPOSnapin.dll");
-  EXPECT_EQ(p.drive, u"C:");
-  EXPECT_EQ(p.dir, u"\\Program Files\\Vantorix\\");
-  EXPECT_EQ(p.name, u"VXGPOSnapin");
-  EXPECT_EQ(p.ext, u".dll");
-  const auto q = SplitPath(u"mmc");
-  EXPECT_EQ(q.drive + q.dir + q.ext, u"");
-  EXPECT_EQ(q.name, u"mmc");
-  const auto r = SplitPath(u"\\\\server\\share\\a.b.c");
-  EXPECT_EQ(r.dir, u"\\\\server\\share\\");
-  EXPECT_EQ(r.name, u"a.b");
-  EXPECT_EQ(r.ext, u".c");
+  const std::pair<const char16_t*, const char16_t*> cases[] = {
+      {u"C:\\Program Files\\Vantorix\\VXGPOSnapin.dll", u"C:|\\Program Files\\Vantorix\\|VXGPOSnapin|.dll"},
+      {u"mmc", u"||mmc|"},
+      {u"\\\\server\\share\\a.b.c", u"|\\\\server\\share\\|a.b|.c"}};
+  for (const auto& [path, parts] : cases) {
+    const PathParts p = SplitPath(path);
+    EXPECT_EQ(p.drive + u"|" + p.dir + u"|" + p.name + u"|" + p.ext, parts);
+  }
   EXPECT_EQ(FileNamePart(std::string_view("src/support/check.cpp")), "check.cpp");
   EXPECT_EQ(FileNamePart(std::string_view("C:\\x\\y.cpp")), "y.cpp");
   EXPECT_EQ(FileNamePart(std::string_view("plain.cpp")), "plain.cpp");
