@@ -1,20 +1,14 @@
 // libFuzzer entry on the Registry.pol parser: any bytes are read in bounds and within the limits, a
 // failure names an offset inside the input, and what parses writes back to exactly the same bytes.
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <span>
-#include <vector>
 
 #include "gpo/registry_pol.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace vx::gpo;
   const std::span<const BYTE> bytes(data, size);
-  PolLimits limits;
-  limits.maxRecords = 1000;
-  limits.maxStringChars = 512;
-  limits.maxDataBytes = 4096;
+  const PolLimits limits{.maxRecords = 1000, .maxStringChars = 512, .maxDataBytes = 4096};
   std::vector<PolRecord> records;
   PolError error;
   if (!ParseRegistryPol(bytes, records, error, limits)) {

@@ -1,12 +1,11 @@
-// Registry.pol: exact bytes, every marker, malformed input reported at its offset, and the records
-// applied to and dumped from the in-memory registry.
+// The files of a GPO. Registry.pol: exact bytes, every marker, malformed input reported at its offset,
+// and the records applied to and dumped from the in-memory registry. gpt.ini: the version halves and
+// the lines kept around the Version line.
 #include "gpo/registry_pol.h"
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
+#include "gpo/gpt_ini.h"
 #include "gpo/pol_registry.h"
 #include "platform/memory/memory_registry.h"
 #include "platform/text.h"
@@ -18,41 +17,19 @@ using vx::platform::RegistryRoot;
 
 namespace {
 
-// Builds file images by hand, independently of the writer.
-struct Image {
+const std::vector<BYTE> kHeader = {'P', 'R', 'e', 'g', 1, 0, 0, 0};
+
+// UTF-16LE bytes of text in which '|' stands for a NUL unit, so a 32-bit field is two units: "\x4|" is 4.
+std::vector<BYTE> Le(std::u16string_view text) {
   std::vector<BYTE> bytes;
-  Image& U32(std::uint32_t v) {
-    for (int s = 0; s < 32; s += 8) bytes.push_back(static_cast<BYTE>(v >> s));
-    return *this;
+  for (const char16_t c : text) {
+    const char16_t unit = c == u'|' ? u'\0' : c;
+    bytes.insert(bytes.end(), {static_cast<BYTE>(unit & 0xFF), static_cast<BYTE>(unit >> 8)});
   }
-  Image& Text(std::u16string_view text) {
-    for (const char16_t c : text) {
-      bytes.push_back(static_cast<BYTE>(c & 0xFF));
-      bytes.push_back(static_cast<BYTE>(c >> 8));
-    }
-    return *this;
-  }
-  Image& Raw(std::vector<BYTE> raw) {
-    bytes.insert(bytes.end(), raw.begin(), raw.end());
-    return *this;
-  }
-  Image& Header() { return U32(0x67655250).U32(1); }
-  Image& Record(std::u16string_view key, std::u16string_view value, DWORD type, std::vector<BYTE> data) {
-    Text(u"[").Text(key).Text(std::u16string(1, u'\0')).Text(u";").Text(value).Text(std::u16string(1, u'\0'));
-    Text(u";").U32(type).Text(u";").U32(static_cast<std::uint32_t>(data.size())).Text(u";").Raw(data);
-    return Text(u"]");
-  }
-};
-
-std::vector<BYTE> Utf16Z(std::u16string_view text) { return Image().Text(text).Text(std::u16string(1, u'\0')).bytes; }
-std::vector<BYTE> Dword(DWORD v) { return Image().U32(v).bytes; }
-
-PolError ParseFails(const std::vector<BYTE>& bytes, const PolLimits& limits = {}) {
-  std::vector<PolRecord> records;
-  PolError error;
-  EXPECT_FALSE(ParseRegistryPol(bytes, records, error, limits));
-  return error;
+  return bytes;
 }
+
+std::vector<BYTE> Write(const std::vector<PolRecord>& records) { return WriteRegistryPol(records); }
 
 std::vector<PolRecord> ParseOk(const std::vector<BYTE>& bytes) {
   std::vector<PolRecord> records;
@@ -61,74 +38,61 @@ std::vector<PolRecord> ParseOk(const std::vector<BYTE>& bytes) {
   return records;
 }
 
-TEST(RegistryPolFormat, RecordsParseInOrderAndWriteBackToTheSameBytes) {
-  EXPECT_EQ(WriteRegistryPol({}), (std::vector<BYTE>{'P', 'R', 'e', 'g', 1, 0, 0, 0}));
-  EXPECT_TRUE(ParseOk(WriteRegistryPol({})).empty());
-  Image image;
-  image.Header()
-      .Record(u"Software\\Policies\\Vx", u"Level", REG_DWORD, Dword(3))
-      .Record(u"Software\\Policies\\Vx", u"Name", REG_SZ, Utf16Z(u"a;b]c["))
-      .Record(u"Software\\Policies\\Vx\\Sub", u"", REG_NONE, {})
-      .Record(u"", u"Odd", REG_BINARY, {1, 2, 3});
-  const auto records = ParseOk(image.bytes);
-  EXPECT_EQ(records, (std::vector<PolRecord>{{u"Software\\Policies\\Vx", u"Level", REG_DWORD, Dword(3)},
-                                             {u"Software\\Policies\\Vx", u"Name", REG_SZ, Utf16Z(u"a;b]c[")},
-                                             {u"Software\\Policies\\Vx\\Sub", u"", REG_NONE, {}},
-                                             {u"", u"Odd", REG_BINARY, {1, 2, 3}}}));
-  EXPECT_EQ(WriteRegistryPol(records), image.bytes);
+PolError ParseFails(const std::vector<BYTE>& bytes, const PolLimits& limits = {}) {
+  std::vector<PolRecord> records;
+  PolError error;
+  EXPECT_FALSE(ParseRegistryPol(bytes, records, error, limits));
+  return error;
 }
 
-TEST(RegistryPolFormat, MarkersAreClassifiedCaseInsensitively) {
-  const struct {
-    const char16_t* value;
-    std::vector<BYTE> data;
-    PolAction action;
-  } cases[] = {
-      {u"**delvals.", {}, PolAction::DeleteAllValues},
-      {u"**DelVals.", {}, PolAction::DeleteAllValues},
-      {u"**DeleteValues", {}, PolAction::DeleteValues},
-      {u"**deletekeys", {}, PolAction::DeleteKeys},
-      {u"**SecureKey", Dword(1), PolAction::SecureKey},
-      {u"", {}, PolAction::CreateKey},
-      {u"", Utf16Z(u"d"), PolAction::SetValue},
-      {u"**delvalsX", {}, PolAction::SetValue},
-      {u"plain", {}, PolAction::SetValue},
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(ClassifyRecord({u"K", c.value, REG_SZ, c.data}), c.action) << vx::Utf16ToUtf8(c.value);
-  std::u16string target;
-  EXPECT_EQ(ClassifyRecord({u"K", u"**DEL.Some Value", REG_SZ, {}}, &target), PolAction::DeleteValue);
-  EXPECT_EQ(target, u"Some Value");
+TEST(RegistryPolFormat, RecordsParseInOrderAndWriteBackToTheSameBytes) {
+  EXPECT_EQ(Write({}), kHeader);
+  EXPECT_TRUE(ParseOk(kHeader).empty());
+  // Made by hand, independently of the writer; the last record's data has an odd size.
+  std::vector<BYTE> image = kHeader;
+  for (const auto& part : {Le(u"[Software\\Policies\\Vx|;Level|;\x4|;\x4|;\x3|]"), Le(u"[K|;Name|;\x1|;\xE|;a;b]c[|]"),
+                           Le(u"[K\\Sub|;|;||;||;]"), Le(u"[|;Odd|;\x3|;\x3|;"), std::vector<BYTE>{1, 2, 3}, Le(u"]")})
+    image.insert(image.end(), part.begin(), part.end());
+  const std::vector<PolRecord> records = {{u"Software\\Policies\\Vx", u"Level", REG_DWORD, Le(u"\x3|")},
+                                          {u"K", u"Name", REG_SZ, Le(u"a;b]c[|")},
+                                          {u"K\\Sub", u"", REG_NONE, {}},
+                                          {u"", u"Odd", REG_BINARY, {1, 2, 3}}};
+  EXPECT_EQ(ParseOk(image), records);
+  EXPECT_EQ(Write(records), image);
+}
 
-  // The lists of **DeleteValues and **DeleteKeys: up to the first NUL, split at ';', no empty names.
-  EXPECT_EQ(MarkerList(Utf16Z(u"a;;bc;")), (std::vector<std::u16string>{u"a", u"bc"}));
-  auto data = Utf16Z(u"x;y");
-  data.insert(data.end(), {'z', 0, 7});  // text after the NUL, and an odd trailing byte
+// What **DeleteValues and **DeleteKeys name: their REG_SZ data up to the first NUL, split at ';', no empty names.
+TEST(RegistryPolFormat, MarkerListsSplitAtSemicolonsUpToTheFirstNul) {
+  EXPECT_EQ(MarkerList(Le(u"a;;bc;|")), (std::vector<std::u16string>{u"a", u"bc"}));
+  auto data = Le(u"x;y|z");
+  data.push_back(7);  // an odd trailing byte
   EXPECT_EQ(MarkerList(data), (std::vector<std::u16string>{u"x", u"y"}));
   EXPECT_TRUE(MarkerList({}).empty());
 }
 
 TEST(RegistryPolMalformed, EachFaultIsReportedAtItsField) {
-  Image good;
-  good.Header().Record(u"K", u"V", REG_DWORD, Dword(1));
   // Offsets in the record: '[' 8, key 10, ';' 14, value 16, ';' 20, type 22, ';' 26, size 28,
   // ';' 32, data 34, ']' 38.
-  ASSERT_EQ(good.bytes.size(), 40u);
-  const auto poked = [&](size_t at) {
-    auto bytes = good.bytes;
-    bytes[at] = 'x';
+  const std::vector<BYTE> good = Write({{u"K", u"V", REG_DWORD, Le(u"\x1|")}});
+  ASSERT_EQ(good.size(), 40u);
+  const auto poked = [&](size_t at, std::vector<BYTE> with = {'x'}) {
+    auto bytes = good;
+    std::copy(with.begin(), with.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
     return bytes;
   };
-  const auto cut = [&](size_t length) { return std::vector<BYTE>(good.bytes.begin(), good.bytes.begin() + length); };
+  const auto cut = [&](size_t length) { return std::vector<BYTE>(good.begin(), good.begin() + length); };
+  const auto three = Write({{u"Key", u"a", REG_NONE, {}}, {u"K", u"b", REG_NONE, {}}, {u"K", u"c", REG_NONE, {}}});
+  const PolLimits small{.maxRecords = 2, .maxStringChars = 3};
   const struct {
     std::vector<BYTE> bytes;
     size_t offset;
     const char16_t* expected;
+    PolLimits limits = {};
   } cases[] = {
-      {{}, 0, u"the signature \"PReg\""},
-      {Image().U32(0x67655251).U32(1).bytes, 0, u"the signature \"PReg\""},
-      {Image().U32(0x67655250).U32(2).bytes, 4, u"version 1"},
-      {Image().U32(0x67655250).Raw({1, 0}).bytes, 4, u"version 1"},
+      {cut(0), 0, u"the signature \"PReg\""},
+      {poked(0), 0, u"the signature \"PReg\""},
+      {poked(4), 4, u"version 1"},
+      {cut(6), 4, u"version 1"},
       {poked(8), 8, u"'['"},
       {poked(14), 14, u"';' after the key"},
       {poked(20), 20, u"';' after the value name"},
@@ -137,45 +101,21 @@ TEST(RegistryPolMalformed, EachFaultIsReportedAtItsField) {
       {poked(38), 38, u"']'"},
       {cut(9), 8, u"'['"},
       {cut(13), 10, u"a NUL-terminated UTF-16 string"},  // an odd length inside the key
-      {cut(19), 16, u"a NUL-terminated UTF-16 string"},
       {cut(24), 22, u"the type"},
       {cut(30), 28, u"the data size"},
       {cut(36), 34, u"4 data bytes"},
-      {cut(39), 38, u"']'"},
+      {poked(28, {0xF0, 0xFF, 0xFF, 0xFF}), 28, u"a data size of at most 16777216"},
+      {poked(28, {0xF0, 0xFF, 0xFF, 0xFF}), 34, u"4294967280 data bytes", {.maxDataBytes = 0xFFFFFFFF}},
+      {three, three.size() - 28, u"the end of the file after 2 records", small},  // the last record is 28 bytes
+      {Write({{u"K", u"Vals", REG_NONE, {}}}), 16, u"a string of at most 3 characters", small},
   };
   for (const auto& c : cases) {
-    const PolError error = ParseFails(c.bytes);
-    EXPECT_EQ(error.offset, c.offset) << vx::Utf16ToUtf8(c.expected) << ", " << c.bytes.size() << " bytes";
-    EXPECT_EQ(error.expected, c.expected) << c.bytes.size() << " bytes";
+    SCOPED_TRACE(vx::Utf16ToUtf8(c.expected));
+    const PolError error = ParseFails(c.bytes, c.limits);
+    EXPECT_EQ(error.offset, c.offset) << c.bytes.size() << " bytes";
+    EXPECT_EQ(error.expected, c.expected);
   }
   EXPECT_EQ(ParseFails(poked(38)).Text(), u"byte 38: expected ']'");
-}
-
-TEST(RegistryPolMalformed, SizePastTheEndAndLimitsAreReported) {
-  Image big;
-  big.Header().Text(u"[K").Text(std::u16string(1, u'\0')).Text(u";V").Text(std::u16string(1, u'\0'));
-  big.Text(u";").U32(REG_BINARY).Text(u";").U32(0xFFFFFFF0).Text(u";").Raw({1, 2}).Text(u"]");
-  PolError error = ParseFails(big.bytes);
-  EXPECT_EQ(error.offset, 28u);  // the size field
-  EXPECT_EQ(error.expected, u"a data size of at most 16777216");
-  PolLimits limits;
-  limits.maxDataBytes = 0xFFFFFFFF;
-  error = ParseFails(big.bytes, limits);
-  EXPECT_EQ(error.offset, 34u);
-  EXPECT_EQ(error.expected, u"4294967280 data bytes");
-
-  Image three;
-  three.Header().Record(u"Key", u"a", REG_NONE, {}).Record(u"K", u"b", REG_NONE, {}).Record(u"K", u"c", REG_NONE, {});
-  limits.maxRecords = 2;
-  limits.maxStringChars = 3;
-  error = ParseFails(three.bytes, limits);
-  EXPECT_EQ(error.expected, u"the end of the file after 2 records");
-  EXPECT_EQ(error.offset, three.bytes.size() - 28);  // the last record is 28 bytes
-  Image longName;
-  longName.Header().Record(u"Keys", u"V", REG_NONE, {});
-  error = ParseFails(longName.bytes, limits);
-  EXPECT_EQ(error.offset, 10u);
-  EXPECT_EQ(error.expected, u"a string of at most 3 characters");
 }
 
 class PolRegistryTest : public ::testing::Test {
@@ -183,104 +123,114 @@ class PolRegistryTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_EQ(registry.CreateKey(RegistryRoot::CurrentUser, u"Gpo\\Machine", KEY_ALL_ACCESS, root), ERROR_SUCCESS);
   }
-  std::string Dump() const { return registry.Dump(RegistryRoot::CurrentUser, u"Gpo\\Machine"); }
-  void Apply(const std::vector<PolRecord>& records) { ASSERT_EQ(ApplyRegistryPol(*root, records), S_OK); }
+  std::vector<PolRecord> Dumped() {
+    std::vector<PolRecord> records;
+    EXPECT_EQ(DumpRegistryPol(*root, records), S_OK);
+    return records;
+  }
 
   MemoryRegistry registry;
   std::unique_ptr<IRegistryKey> root;
 };
 
-TEST_F(PolRegistryTest, ApplySetsExactTypesAndBytesAndDumpGivesThemBack) {
-  std::vector<PolRecord> dumped;
-  ASSERT_EQ(DumpRegistryPol(*root, dumped), S_OK);
-  EXPECT_TRUE(dumped.empty());
-
-  const std::vector<PolRecord> settings = {
-      {u"Software\\Policies\\Vx", u"Level", REG_DWORD, Dword(3)},
-      {u"Software\\Policies\\Vx", u"Path", REG_EXPAND_SZ, Utf16Z(u"%TEMP%")},
-      {u"Software\\Policies\\Vx", u"List", REG_MULTI_SZ, Utf16Z(std::u16string(u"a\0b\0", 4))},
-      {u"Software\\Policies\\Vx", u"Raw", REG_SZ, {0x41, 0x00, 0x42}},  // kept as given, unterminated
-      {u"Software\\Policies\\Vx", u"", REG_SZ, Utf16Z(u"d")},
-      {u"Software\\Policies\\Vx\\Empty", u"", REG_NONE, {}},
-      {u"Software\\Policies\\Vx\\Q", u"Big", REG_QWORD, {1, 2, 3, 4, 5, 6, 7, 8}},
-      {u"Software\\Policies\\Vx\\Q", u"None", REG_BINARY, {}}};
-  Apply(settings);
-  EXPECT_EQ(Dump(),
-            "Machine\n"
-            "  Software\n"
-            "    Policies\n"
-            "      Vx\n"
-            "        Level = REG_DWORD 0x00000003\n"
-            "        Path = REG_EXPAND_SZ \"%TEMP%\"\n"
-            "        List = REG_MULTI_SZ [\"a\", \"b\"]\n"
-            "        Raw = REG_SZ 41 00 42\n"
-            "        @ = REG_SZ \"d\"\n"
-            "        Empty\n"
-            "        Q\n"
-            "          Big = REG_QWORD 01 02 03 04 05 06 07 08\n"
-            "          None = REG_BINARY\n");
-  ASSERT_EQ(DumpRegistryPol(*root, dumped), S_OK);
-  EXPECT_EQ(dumped, settings);
-
-  // Through the file and into a fresh key: the same settings.
-  MemoryRegistry other;
-  std::unique_ptr<IRegistryKey> otherRoot;
-  ASSERT_EQ(other.CreateKey(RegistryRoot::CurrentUser, u"Gpo\\Machine", KEY_ALL_ACCESS, otherRoot), ERROR_SUCCESS);
-  ASSERT_EQ(ApplyRegistryPol(*otherRoot, ParseOk(WriteRegistryPol(dumped))), S_OK);
-  EXPECT_EQ(other.Dump(RegistryRoot::CurrentUser, u"Gpo\\Machine"), Dump());
+// An editor's image of a GPO keeps the markers as values, so a file loaded and written back loses none
+// of them; types and bytes are kept exactly, an unterminated string included.
+TEST_F(PolRegistryTest, KeptRecordsDumpBackAsTheyStood) {
+  EXPECT_TRUE(Dumped().empty()) << "an empty root is no key to create";
+  const std::u16string k = u"Software\\Policies\\Vx";
+  const std::vector<PolRecord> file = {{k, u"Level", REG_DWORD, Le(u"\x3|")},
+                                       {k, u"", REG_SZ, Le(u"d|")},
+                                       {k, u"**del.b", REG_SZ, Le(u" |")},
+                                       {k, u"**delvals.", REG_SZ, Le(u" |")},
+                                       {k, u"**DeleteValues", REG_SZ, Le(u"x;y|")},
+                                       {k, u"**DeleteKeys", REG_SZ, Le(u"Sub|")},
+                                       {k, u"**SecureKey", REG_DWORD, Le(u"\x1|")},
+                                       {k + u"\\Empty", u"", REG_NONE, {}},
+                                       {k + u"\\Q", u"Path", REG_EXPAND_SZ, Le(u"%TEMP%|")},
+                                       {k + u"\\Q", u"Raw", REG_SZ, {0x41, 0x00, 0x42}},
+                                       {k + u"\\Q", u"Big", REG_QWORD, {1, 2, 3, 4, 5, 6, 7, 8}},
+                                       {k + u"\\Q", u"None", REG_BINARY, {}}};
+  ASSERT_EQ(ApplyRegistryPol(*root, file, PolMarkers::Keep), S_OK);
+  EXPECT_EQ(Dumped(), file);
+  // As the registry itself shows them, not only through the dump.
+  EXPECT_EQ(registry.Dump(RegistryRoot::CurrentUser, u"Gpo\\Machine\\" + k + u"\\Q"),
+            "Q\n  Path = REG_EXPAND_SZ \"%TEMP%\"\n  Raw = REG_SZ 41 00 42\n  Big = REG_QWORD 01 02 03 04 05 06 07 08\n"
+            "  None = REG_BINARY\n");
 }
 
+// The markers, whatever their case, delete what they name from a key that exists; **SecureKey is
+// skipped, and a name that only starts like a marker is a value.
 TEST_F(PolRegistryTest, DeletionMarkersRemoveWhatTheyName) {
   const std::u16string k = u"Software\\Policies\\Vx";
-  Apply({{k, u"a", REG_DWORD, Dword(1)},
-         {k, u"b", REG_DWORD, Dword(2)},
-         {k, u"c", REG_DWORD, Dword(3)},
-         {k + u"\\Sub\\Deep", u"x", REG_DWORD, Dword(4)},
-         {k + u"\\Other", u"y", REG_DWORD, Dword(5)},
-         {k + u"\\Wiped", u"z", REG_DWORD, Dword(6)},
-         {k, u"**del.a", REG_SZ, Utf16Z(u" ")},
-         {k, u"**del.missing", REG_SZ, Utf16Z(u" ")},
-         {u"No\\Such\\Key", u"**delvals.", REG_SZ, Utf16Z(u" ")},
-         {k + u"\\Wiped", u"**delvals.", REG_SZ, Utf16Z(u" ")},
-         {k + u"\\Wiped", u"after", REG_DWORD, Dword(9)},
-         {k, u"**DeleteValues", REG_SZ, Utf16Z(u"b;nothing")},
-         {k, u"**DeleteKeys", REG_SZ, Utf16Z(u"Sub;Absent")},
-         {k + u"\\Other", u"**SecureKey", REG_DWORD, Dword(1)}});
-  EXPECT_EQ(Dump(),
-            "Machine\n"
-            "  Software\n"
-            "    Policies\n"
-            "      Vx\n"
-            "        c = REG_DWORD 0x00000003\n"
-            "        Other\n"
-            "          y = REG_DWORD 0x00000005\n"
-            "        Wiped\n"
-            "          after = REG_DWORD 0x00000009\n");
-}
-
-// An editor's image of a GPO keeps the markers, so a file loaded and written back loses none of them.
-TEST_F(PolRegistryTest, KeptMarkersAreValuesThatDumpBackAsTheyStood) {
-  const std::u16string k = u"Software\\Policies\\Vx";
-  const std::vector<PolRecord> file = {{k, u"a", REG_DWORD, Dword(1)},
-                                       {k, u"**del.b", REG_SZ, Utf16Z(u" ")},
-                                       {k, u"**delvals.", REG_SZ, Utf16Z(u" ")},
-                                       {k, u"**DeleteValues", REG_SZ, Utf16Z(u"x;y")},
-                                       {k, u"**DeleteKeys", REG_SZ, Utf16Z(u"Sub")},
-                                       {k, u"**SecureKey", REG_DWORD, Dword(1)},
-                                       {k + u"\\Empty", u"", REG_NONE, {}}};
-  ASSERT_EQ(ApplyRegistryPol(*root, file, PolMarkers::Keep), S_OK);
-  std::vector<PolRecord> dumped;
-  ASSERT_EQ(DumpRegistryPol(*root, dumped), S_OK);
-  EXPECT_EQ(dumped, file);
+  ASSERT_EQ(ApplyRegistryPol(*root, {{k, u"a", REG_DWORD, Le(u"\x1|")},
+                                     {k, u"b", REG_DWORD, Le(u"\x2|")},
+                                     {k, u"c", REG_DWORD, Le(u"\x3|")},
+                                     {k + u"\\Sub\\Deep", u"x", REG_DWORD, Le(u"\x4|")},
+                                     {k + u"\\Other", u"y", REG_DWORD, Le(u"\x5|")},
+                                     {k + u"\\Wiped", u"z", REG_DWORD, Le(u"\x6|")},
+                                     {k, u"**DEL.a", REG_SZ, Le(u" |")},
+                                     {k, u"**del.missing", REG_SZ, Le(u" |")},
+                                     {u"No\\Such\\Key", u"**delvals.", REG_SZ, Le(u" |")},
+                                     {k + u"\\Wiped", u"**DelVals.", REG_SZ, Le(u" |")},
+                                     {k + u"\\Wiped", u"after", REG_DWORD, Le(u"\x9|")},
+                                     {k, u"**deletevalues", REG_SZ, Le(u"b;nothing|")},
+                                     {k, u"**DELETEKEYS", REG_SZ, Le(u"Sub;Absent|")},
+                                     {k + u"\\Other", u"**securekey", REG_DWORD, Le(u"\x1|")},
+                                     {k, u"**delvalsX", REG_DWORD, Le(u"\x7|")},
+                                     {k, u"", REG_SZ, Le(u"d|")},
+                                     {k + u"\\New", u"", REG_NONE, {}}}),
+            S_OK);
+  EXPECT_EQ(Dumped(), (std::vector<PolRecord>{{k, u"c", REG_DWORD, Le(u"\x3|")},
+                                              {k, u"**delvalsX", REG_DWORD, Le(u"\x7|")},
+                                              {k, u"", REG_SZ, Le(u"d|")},
+                                              {k + u"\\New", u"", REG_NONE, {}},
+                                              {k + u"\\Other", u"y", REG_DWORD, Le(u"\x5|")},
+                                              {k + u"\\Wiped", u"after", REG_DWORD, Le(u"\x9|")}}));
 }
 
 TEST_F(PolRegistryTest, FailingRegistryCallStopsWithItsError) {
   // A key path with a leading "\" is refused by the registry; what came before it stays applied.
-  const HRESULT hr = ApplyRegistryPol(
-      *root,
-      {{u"C", u"w", REG_DWORD, Dword(2)}, {u"\\A", u"v", REG_DWORD, Dword(1)}, {u"D", u"x", REG_DWORD, Dword(3)}});
+  const HRESULT hr = ApplyRegistryPol(*root, {{u"C", u"w", REG_DWORD, Le(u"\x2|")},
+                                              {u"\\A", u"v", REG_DWORD, Le(u"\x1|")},
+                                              {u"D", u"x", REG_DWORD, Le(u"\x3|")}});
   EXPECT_EQ(hr, vx::HResultFromWin32(ERROR_BAD_PATHNAME));
-  EXPECT_EQ(Dump(), "Machine\n  C\n    w = REG_DWORD 0x00000002\n");
+  EXPECT_EQ(Dumped(), (std::vector<PolRecord>{{u"C", u"w", REG_DWORD, Le(u"\x2|")}}));
+}
+
+TEST(GptIniVersion, EachHalfCountsOnItsOwnAndWrapsToOne) {
+  EXPECT_EQ(BumpVersion(0x00050007, true), 0x00050008u);
+  EXPECT_EQ(BumpVersion(0x00050007, false), 0x00060007u);
+  EXPECT_EQ(BumpVersion(0x1234FFFF, true), 0x12340001u);
+  EXPECT_EQ(BumpVersion(0xFFFF1234, false), 0x00011234u);
+}
+
+TEST(GptIniText, VersionLineIsReadAndRewrittenWithOtherLinesKept) {
+  GptIni ini =
+      GptIni::Parse("; comment\r\n[general]\r\ndisplayName=New GPO\r\n  version = 65539 \r\n\r\n[Other]\nVersion=7\n");
+  EXPECT_EQ(ini.Version(), 65539u);
+  ini.SetVersion(BumpVersion(ini.Version(), true));
+  EXPECT_EQ(ini.Text(),
+            "; comment\r\n[general]\r\ndisplayName=New GPO\r\nVersion=65540\r\n\r\n[Other]\r\nVersion=7\r\n");
+}
+
+TEST(GptIniText, MissingVersionOrSectionIsAdded) {
+  GptIni ini = GptIni::Parse("[General]\r\ngPCMachineExtensionNames=[{A}]\r\n");
+  EXPECT_EQ(ini.Version(), 0u);
+  ini.SetVersion(1);
+  EXPECT_EQ(ini.Text(), "[General]\r\nVersion=1\r\ngPCMachineExtensionNames=[{A}]\r\n");
+
+  ini = GptIni::Parse("[Other]\rVersion=9");
+  EXPECT_EQ(ini.Version(), 0u);  // only [General] counts
+  ini.SetVersion(65536);
+  EXPECT_EQ(ini.Text(), "[Other]\r\nVersion=9\r\n[General]\r\nVersion=65536\r\n");
+}
+
+TEST(GptIniText, UnreadableNumbersCountAsZero) {
+  EXPECT_EQ(GptIni::Parse("[General]\nVersion=12abc\n").Version(), 12u);
+  EXPECT_EQ(GptIni::Parse("[General]\nVersion=abc\n").Version(), 0u);
+  EXPECT_EQ(GptIni::Parse("[General]\nVersion=4294967295\n").Version(), 0xFFFFFFFFu);
+  EXPECT_EQ(GptIni::Parse("[General]\nVersion=4294967296\n").Version(), 0u);
+  EXPECT_EQ(GptIni::Parse("[General]\nVersion\n").Version(), 0u);
 }
 
 }  // namespace
