@@ -1,5 +1,5 @@
 // libFuzzer entry on the registration-script parser: any text is read in bounds and within the
-// limits, and a parsed tree written back as script text parses to the same tree.
+// limits, and a parsed tree written back as script text parses to a tree that is written the same.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -16,9 +16,12 @@ using namespace vx::module;
 std::u16string Quote(std::u16string_view text) {
   std::u16string out = u"'";
   for (char16_t c : text) {
-    if (c == u'\'') out += u"''";
-    else if (c == u'%') out += u"%%";
-    else out += c;
+    if (c == u'\'')
+      out += u"''";
+    else if (c == u'%')
+      out += u"%%";
+    else
+      out += c;
   }
   return out + u"'";
 }
@@ -28,37 +31,34 @@ std::u16string Data(const ScriptValue& v) {
   return (v.type == REG_SZ ? u" = s " : u" = e ") + Quote(v.text);
 }
 
-void Write(const ScriptKey& key, std::u16string& out) {
+// Every field of the key is written, so two trees written the same are the same tree.
+void Write(const ScriptKey& key, size_t depth, size_t maxDepth, std::u16string& out) {
+  if (depth > maxDepth) std::abort();
   static const char16_t* const kRemoval[] = {u"", u"ForceRemove ", u"NoRemove ", u"Delete "};
   out += kRemoval[static_cast<int>(key.removal)] + Quote(key.name);
+  if (key.removal == KeyRemoval::Delete) {  // a deleted key has no block
+    out += u"\n";
+    return;
+  }
   size_t first = 0;
   if (key.hasDefault) out += Data(key.values[first++]);
   out += u"\n{\n";
-  for (size_t i = first; i < key.values.size(); ++i) {
+  for (size_t i = first; i < key.values.size(); ++i)
     out += u"val " + Quote(key.values[i].name) + Data(key.values[i]) + u"\n";
-  }
-  for (const ScriptKey& sub : key.subkeys) Write(sub, out);
+  for (const ScriptKey& sub : key.subkeys) Write(sub, depth + 1, maxDepth, out);
   out += u"}\n";
-  if (key.removal == KeyRemoval::Delete) out.resize(out.size() - 4);  // a deleted key has no block
 }
 
-bool Same(const ScriptKey& a, const ScriptKey& b) {
-  if (a.name != b.name || a.removal != b.removal || a.hasDefault != b.hasDefault ||
-      a.values.size() != b.values.size() || a.subkeys.size() != b.subkeys.size())
-    return false;
-  for (size_t i = 0; i < a.values.size(); ++i) {
-    const ScriptValue &x = a.values[i], &y = b.values[i];
-    if (x.name != y.name || x.type != y.type || x.text != y.text || x.number != y.number) return false;
+std::u16string Write(const RegistrationScript& script, size_t maxDepth) {
+  static const char16_t* const kRoots[] = {u"HKCR", u"HKCU", u"HKLM"};
+  std::u16string out;
+  for (const ScriptRoot& root : script.roots) {
+    if (static_cast<int>(root.root) > 2) std::abort();
+    out += kRoots[static_cast<int>(root.root)] + std::u16string(u"\n{\n");
+    for (const ScriptKey& key : root.keys) Write(key, 1, maxDepth, out);
+    out += u"}\n";
   }
-  for (size_t i = 0; i < a.subkeys.size(); ++i)
-    if (!Same(a.subkeys[i], b.subkeys[i])) return false;
-  return true;
-}
-
-size_t Depth(const ScriptKey& key) {
-  size_t deepest = 0;
-  for (const ScriptKey& sub : key.subkeys) deepest = std::max(deepest, Depth(sub));
-  return deepest + 1;
+  return out;
 }
 
 }  // namespace
@@ -75,26 +75,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (error.line == 0 || error.column == 0 || error.expected.empty()) std::abort();
     return 0;
   }
-  std::u16string written;
-  static const char16_t* const kRoots[] = {u"HKCR", u"HKCU", u"HKLM"};
-  for (const ScriptRoot& root : script.roots) {
-    if (static_cast<int>(root.root) > 2) std::abort();
-    written += kRoots[static_cast<int>(root.root)] + std::u16string(u"\n{\n");
-    for (const ScriptKey& key : root.keys) {
-      if (Depth(key) > limits.maxDepth) std::abort();
-      Write(key, written);
-    }
-    written += u"}\n";
-  }
+  const std::u16string written = Write(script, limits.maxDepth);
   RegistrationScript again;
   limits.maxScript = SIZE_MAX;
   if (!ParseRegistrationScript(written, replacements, again, error, limits)) std::abort();
-  if (again.roots.size() != script.roots.size()) std::abort();
-  for (size_t r = 0; r < script.roots.size(); ++r) {
-    if (again.roots[r].root != script.roots[r].root || again.roots[r].keys.size() != script.roots[r].keys.size())
-      std::abort();
-    for (size_t k = 0; k < script.roots[r].keys.size(); ++k)
-      if (!Same(again.roots[r].keys[k], script.roots[r].keys[k])) std::abort();
-  }
+  if (Write(again, limits.maxDepth) != written) std::abort();
   return 0;
 }

@@ -19,6 +19,15 @@ std::vector<FixtureSetting> ParseGood(std::string_view text) {
   return settings;
 }
 
+// The error of a wrong file, which gives no settings.
+std::string Refused(std::string_view text) {
+  std::vector<FixtureSetting> settings(1);
+  FixtureFileError error;
+  EXPECT_FALSE(ParseFixtureFile(text, settings, error));
+  EXPECT_TRUE(settings.empty()) << "no settings of a wrong file";
+  return error.Describe();
+}
+
 // A setting as "line N: section precedence | GPO | setting | masks in hexadecimal [deleted]".
 std::string Describe(const FixtureSetting& s) {
   std::ostringstream text;
@@ -78,29 +87,22 @@ TEST(FixtureFile, AWrongLineIsReportedWithItsNumberAndReason) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
-    std::vector<FixtureSetting> settings(1);
-    FixtureFileError error;
-    EXPECT_FALSE(ParseFixtureFile(c.text, settings, error));
-    EXPECT_EQ(error.Describe(), "line " + std::to_string(c.line) + ": " + c.message);
-    EXPECT_TRUE(settings.empty()) << "no settings of a wrong file";
+    EXPECT_EQ(Refused(c.text), "line " + std::to_string(c.line) + ": " + c.message);
   }
 }
 
 TEST(FixtureFile, LongFieldsAreCutInMessagesAndOversizedFilesAreRefused) {
-  std::vector<FixtureSetting> settings;
-  FixtureFileError error;
-  EXPECT_FALSE(ParseFixtureFile(std::string(100, 's') + " | 1 | GPO | LogonPolicy | 1", settings, error));
-  EXPECT_EQ(error.message, "unknown section '" + std::string(40, 's') + "...' (machine or user)");
+  EXPECT_EQ(Refused(std::string(100, 's') + " | 1 | GPO | LogonPolicy | 1"),
+            "line 1: unknown section '" + std::string(40, 's') + "...' (machine or user)");
   // Cut between characters, never inside one (each is two bytes here).
   std::string umlauts;
   for (int i = 0; i < 30; ++i) umlauts += "\xC3\xBC";
-  EXPECT_FALSE(ParseFixtureFile("user | 1 | GPO | RuntimePolicy | " + umlauts, settings, error));
-  EXPECT_EQ(error.message, "bad mask '" + umlauts.substr(0, 40) + "...' (1 to 16 hexadecimal digits)");
+  EXPECT_EQ(Refused("user | 1 | GPO | RuntimePolicy | " + umlauts),
+            "line 1: bad mask '" + umlauts.substr(0, 40) + "...' (1 to 16 hexadecimal digits)");
 
   std::string big = "machine | 1 | GPO | LogonPolicy | 1\n";
   big += std::string(kMaxFixtureFileBytes + 1 - big.size(), '#');
-  EXPECT_FALSE(ParseFixtureFile(big, settings, error));
-  EXPECT_EQ(error.Describe(), "file larger than 1048576 bytes");
+  EXPECT_EQ(Refused(big), "file larger than 1048576 bytes");
   big.pop_back();
   EXPECT_EQ(ParseGood(big).size(), 1u) << "exactly the limit is accepted";
 }

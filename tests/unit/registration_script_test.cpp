@@ -1,5 +1,6 @@
-// The registration script: its parser and the engine over the in-memory registry, with the undo of a
-// registration that fails part-way.
+// The registration script: its parser, the engine over the in-memory registry with the undo of a
+// registration that fails part-way, the installer package's rows that stand for it, and the removal of
+// plug-in component keys.
 #include "module/registration_script.h"
 
 #include <gtest/gtest.h>
@@ -7,11 +8,14 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <string>
 #include <tuple>
 
+#include "module/unregister_components.h"
 #include "platform/memory/memory_registry.h"
 #include "platform/text.h"
+#include "wix_registry.h"
 
 namespace vx::module {
 namespace {
@@ -29,8 +33,6 @@ std::u16string ModuleScript() {
   EXPECT_TRUE(file) << VX_MODULE_SCRIPT;
   return Utf8ToUtf16(std::string(std::istreambuf_iterator<char>(file), {}));
 }
-
-Replacements ModuleReplacements(std::u16string_view path = kModulePath) { return {{u"MODULE", std::u16string(path)}}; }
 
 RegistrationScript Parse(std::u16string_view text, const Replacements& replacements = {}) {
   RegistrationScript script;
@@ -58,42 +60,56 @@ std::string Everything(const MemoryRegistry& registry) {
   return registry.Dump(RegistryRoot::LocalMachine) + registry.Dump(RegistryRoot::CurrentUser);
 }
 
-TEST(RegistrationScriptParser, ReadsEveryConstruct) {
-  const auto script = Parse(
-      u"HKEY_LOCAL_MACHINE { NoRemove Software { ForceRemove 'It''s here' = s 'at %MODULE%, 100%%'\n"
-      u"  { val Count = d '42' val Mask = d '0xFFFFFFFF' val Path = e '%%SystemRoot%%' val '' = s 'x'\n"
-      u"    Delete Old  Sub { } } } }\n"
-      u"hkcr { CLSID } HKCU { Plain = s '' }",
-      {{u"module", u"C:\\m.dll"}});
-  ASSERT_EQ(3u, script.roots.size());
-  EXPECT_EQ(RegistryRoot::LocalMachine, script.roots[0].root);
-  EXPECT_EQ(RegistryRoot::ClassesRoot, script.roots[1].root);
-  EXPECT_EQ(RegistryRoot::CurrentUser, script.roots[2].root);
-
-  const ScriptKey& software = script.roots[0].keys.at(0);
-  EXPECT_EQ(KeyRemoval::NoRemove, software.removal);
-  EXPECT_FALSE(software.hasDefault);
-  const ScriptKey& forced = software.subkeys.at(0);
-  EXPECT_EQ(u"It's here", forced.name);
-  EXPECT_EQ(KeyRemoval::ForceRemove, forced.removal);
-  ASSERT_TRUE(forced.hasDefault);
-  ASSERT_EQ(5u, forced.values.size());
-  EXPECT_EQ(u"at C:\\m.dll, 100%", forced.values[0].text);
-  EXPECT_EQ(REG_DWORD, forced.values[1].type);
-  EXPECT_EQ(42u, forced.values[1].number);
-  EXPECT_EQ(0xFFFFFFFFu, forced.values[2].number);
-  EXPECT_EQ(REG_EXPAND_SZ, forced.values[3].type);
-  EXPECT_EQ(u"%SystemRoot%", forced.values[3].text);
-  EXPECT_EQ(forced.values[0].name + forced.values[4].name, u"");
-  ASSERT_EQ(2u, forced.subkeys.size());
-  EXPECT_EQ(KeyRemoval::Delete, forced.subkeys[0].removal);
-  EXPECT_EQ(u"Old", forced.subkeys[0].name);
-  EXPECT_EQ(KeyRemoval::Plain, forced.subkeys[1].removal);
-  EXPECT_EQ(u"CLSID", script.roots[1].keys.at(0).name);
-  EXPECT_EQ(u"", script.roots[2].keys.at(0).values.at(0).text);
+// Every construct of the language, registered over a key that holds values of others and unregistered
+// again: plain keys go once empty, a NoRemove key keeps its default value, values of others stay,
+// ForceRemove keys go whole, Delete keys go at registration only.
+TEST(RegistrationScriptEngine, RegistersAndUnregistersEveryConstruct) {
+  MemoryRegistry registry;
+  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Old\\Deep\\Deeper", u"v", u"x");
   // A replacement is text: a module path with a quote or braces is not parsed again.
-  const auto replaced = Parse(u"HKCR { K = s '%MODULE%' }", ModuleReplacements(u"C:\\O'Neil {x}\\a.dll"));
-  EXPECT_EQ(u"C:\\O'Neil {x}\\a.dll", replaced.roots.at(0).keys.at(0).values.at(0).text);
+  const auto script = Parse(
+      u"HKEY_CURRENT_USER { NoRemove Shared = s 'shared default' { val Ours = s 'at %MODULE%, 100%%'\n"
+      u"  Plain = s 'p' { val Count = d '42' val Mask = d '0xFFFFFFFF' val Path = e '%%SystemRoot%%' }\n"
+      u"  Kept = s 'k'  Delete Old  ForceRemove 'It''s here' { val '' = s 'x' Sub { } }\n"
+      u"  Parent { Child } } }\n"
+      u"hkcu { Empty = s '' }",
+      {{u"module", u"C:\\O'Neil {x}\\a.dll"}});
+  ASSERT_EQ(S_OK, RegisterScript(registry, script, false));
+  EXPECT_EQ(R"dump(HKEY_CURRENT_USER
+  Empty
+    @ = REG_SZ ""
+  Shared
+    @ = REG_SZ "shared default"
+    Ours = REG_SZ "at C:\O'Neil {x}\a.dll, 100%"
+    It's here
+      @ = REG_SZ "x"
+      Sub
+    Kept
+      @ = REG_SZ "k"
+    Parent
+      Child
+    Plain
+      @ = REG_SZ "p"
+      Count = REG_DWORD 0x0000002A
+      Mask = REG_DWORD 0xFFFFFFFF
+      Path = REG_EXPAND_SZ "%SystemRoot%"
+)dump",
+            registry.Dump(RegistryRoot::CurrentUser));
+
+  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Kept", u"Foreign", u"keeps it");
+  SetString(registry, RegistryRoot::CurrentUser, u"Shared", u"Foreign", u"stays");
+  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Old", u"v", u"x");
+  ASSERT_EQ(S_OK, UnregisterScript(registry, script, false));
+  EXPECT_EQ(R"dump(HKEY_CURRENT_USER
+  Shared
+    @ = REG_SZ "shared default"
+    Foreign = REG_SZ "stays"
+    Kept
+      Foreign = REG_SZ "keeps it"
+    Old
+      v = REG_SZ "x"
+)dump",
+            registry.Dump(RegistryRoot::CurrentUser));
 }
 
 TEST(RegistrationScriptParser, NamesTheLineColumnAndWhatWasExpected) {
@@ -125,7 +141,6 @@ TEST(RegistrationScriptParser, NamesTheLineColumnAndWhatWasExpected) {
     EXPECT_EQ(std::tuple(c.line, c.column, std::u16string(c.expected)),
               std::tuple(error.line, error.column, error.expected));
   }
-  EXPECT_EQ(u"line 3, column 1: expected '}'", ParseError(u"HKLM {\n  K {\n").Text());
 }
 
 TEST(RegistrationScriptParser, EnforcesItsLimits) {
@@ -180,11 +195,12 @@ std::string RegisteredClasses(const char* module = "C:\\Program Files\\Vantorix\
 
 HRESULT RunModuleScript(IRegistry& registry, bool registering, bool perUser = false,
                         std::u16string_view module = kModulePath) {
-  return RunRegistrationScript(registry, ModuleScript(), ModuleReplacements(module), registering, perUser);
+  return RunRegistrationScript(registry, ModuleScript(), {{u"MODULE", std::u16string(module)}}, registering, perUser);
 }
 
-// The keys the module shares with the console: they stay when the module is unregistered.
-void SharedKeys(MemoryRegistry& registry) {
+// Another snap-in, on a machine with the keys the module shares with the console (which stay when the
+// module is unregistered): a value in a shared Namespace key and a default value on its node type.
+void OtherComponent(MemoryRegistry& registry) {
   for (const char16_t* nodeType :
        {u"{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}", u"{8FC0B73C-A0E1-11d1-A7D3-0000F87571E3}",
         u"{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}", u"{E52C5CE3-FD27-4402-84DE-D9A5F2858910}"}) {
@@ -194,14 +210,6 @@ void SharedKeys(MemoryRegistry& registry) {
                                  kMmc + (u"NodeTypes\\" + std::u16string(nodeType)) + u"\\Extensions\\Namespace",
                                  KEY_ALL_ACCESS, key));
   }
-  std::unique_ptr<IRegistryKey> key;
-  ASSERT_EQ(ERROR_SUCCESS,
-            registry.CreateKey(RegistryRoot::LocalMachine, kMmc + std::u16string(u"Snapins"), KEY_ALL_ACCESS, key));
-  ASSERT_EQ(ERROR_SUCCESS, registry.CreateKey(RegistryRoot::ClassesRoot, u"CLSID", KEY_ALL_ACCESS, key));
-}
-
-// Another snap-in, registered with a value in a shared Namespace key and a default value on its node type.
-void OtherComponent(MemoryRegistry& registry) {
   const std::u16string other = u"{11111111-0000-0000-0000-000000000000}";
   const std::u16string nodeType = kMmc + std::u16string(u"NodeTypes\\{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}");
   SetString(registry, RegistryRoot::LocalMachine, kMmc + (u"Snapins\\" + other), u"", u"Other snap-in");
@@ -237,67 +245,20 @@ TEST(RegistrationScriptEngine, RegistersTheModuleTableAndReplacesForceRemoveKeys
   EXPECT_EQ("CLSID\n", perUser.Dump(RegistryRoot::CurrentUser, u"Software\\Classes\\CLSID"));
 }
 
-// On a new machine, and on one where other components are registered, unregistration leaves the shared
-// keys and everything of the others as it was.
 TEST(RegistrationScriptEngine, UnregistrationRemovesOnlyWhatTheModuleAdded) {
-  for (const bool others : {false, true}) {
-    MemoryRegistry registry, expected;
-    SharedKeys(expected);
-    if (others) {
-      SharedKeys(registry);
-      OtherComponent(registry);
-      OtherComponent(expected);
-    }
-    ASSERT_EQ(S_OK, RunModuleScript(registry, true));
-    ASSERT_EQ(S_OK, RunModuleScript(registry, false));
-    EXPECT_EQ(Everything(expected), Everything(registry)) << "other components: " << others;
-    EXPECT_EQ(S_OK, RunModuleScript(registry, false)) << "nothing left to remove is no failure";
-  }
-  MemoryRegistry registry;
+  MemoryRegistry registry, expected;
+  OtherComponent(registry);
+  OtherComponent(expected);
+  ASSERT_EQ(S_OK, RunModuleScript(registry, true));
+  ASSERT_EQ(S_OK, RunModuleScript(registry, false));
+  EXPECT_EQ(Everything(expected), Everything(registry));
+  EXPECT_EQ(S_OK, RunModuleScript(registry, false)) << "nothing left to remove is no failure";
+
   std::u16string error;
   EXPECT_EQ(E_INVALIDARG,
             RunRegistrationScript(registry, u"HKLM { A = s 'a' }\nHKCR { B = s }", {}, true, false, &error));
   EXPECT_EQ(u"line 2, column 14: expected a quoted text", error);
-  EXPECT_EQ(Everything(MemoryRegistry()), Everything(registry)) << "a syntax error changes nothing";
-}
-
-// Plain keys go once empty, values of others keep theirs, the shared key keeps its default; Delete keys
-// go at registration only.
-TEST(RegistrationScriptEngine, RemovalRules) {
-  MemoryRegistry registry;
-  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Old\\Deep\\Deeper", u"v", u"x");
-  const auto script = Parse(
-      u"HKCU { NoRemove Shared = s 'shared default' { val Ours = s 'x'\n"
-      u"  Plain = s 'p' { val V = d '7' }\n"
-      u"  Kept = s 'k'  Delete Old\n"
-      u"  Parent { Child } } }");
-  ASSERT_EQ(S_OK, RegisterScript(registry, script, false));
-  EXPECT_EQ(R"dump(Shared
-  @ = REG_SZ "shared default"
-  Ours = REG_SZ "x"
-  Kept
-    @ = REG_SZ "k"
-  Parent
-    Child
-  Plain
-    @ = REG_SZ "p"
-    V = REG_DWORD 0x00000007
-)dump",
-            registry.Dump(RegistryRoot::CurrentUser, u"Shared"));
-
-  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Kept", u"Foreign", u"keeps it");
-  SetString(registry, RegistryRoot::CurrentUser, u"Shared", u"Foreign", u"stays");
-  SetString(registry, RegistryRoot::CurrentUser, u"Shared\\Old", u"v", u"x");
-  ASSERT_EQ(S_OK, UnregisterScript(registry, script, false));
-  EXPECT_EQ(R"dump(Shared
-  @ = REG_SZ "shared default"
-  Foreign = REG_SZ "stays"
-  Kept
-    Foreign = REG_SZ "keeps it"
-  Old
-    v = REG_SZ "x"
-)dump",
-            registry.Dump(RegistryRoot::CurrentUser, u"Shared"));
+  EXPECT_EQ(Everything(expected), Everything(registry)) << "a syntax error changes nothing";
 }
 
 // Refuses the n-th change that registration makes (a key created or deleted, a value written) with
@@ -353,13 +314,12 @@ struct RefusingRegistry final : IRegistry {
 // Every possible point of failure, over a machine that already holds an older registration with
 // extra keys (so ForceRemove deletes something that has to come back); then a refused unregistration.
 TEST(RegistrationScriptEngine, FailureAtAnyStepLeavesTheRegistryAsBefore) {
-  const auto script = Parse(ModuleScript(), ModuleReplacements());
+  const auto script = Parse(ModuleScript(), {{u"MODULE", kModulePath}});
   for (int step = 0;; ++step) {
     MemoryRegistry registry;
-    SharedKeys(registry);
     OtherComponent(registry);
-    SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EB}\\Old\\Deep",
-              u"Data", u"old");
+    SetString(registry, RegistryRoot::ClassesRoot, u"CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60EB}\\Old\\Deep", u"Data",
+              u"old");
     SetString(registry, RegistryRoot::LocalMachine,
               kMmc + std::u16string(u"NodeTypes\\{6A76273E-EB8E-45DB-94C5-25663A5f2C1A}\\Extensions\\Namespace"),
               u"{0471D727-58C9-47C4-8350-7D99EB9B60EC}", u"older text");
@@ -376,6 +336,106 @@ TEST(RegistrationScriptEngine, FailureAtAnyStepLeavesTheRegistryAsBefore) {
     ASSERT_EQ(HResultFromWin32(ERROR_ACCESS_DENIED), hr) << "step " << step;
     ASSERT_EQ(before, Everything(registry)) << "step " << step;
   }
+}
+
+// ---- The installer package's registry rows
+
+std::vector<regscript::RegistryRow> Rows(std::u16string_view script, const regscript::FormattedReplacements& names) {
+  std::vector<regscript::RegistryRow> rows;
+  std::string error;
+  EXPECT_TRUE(regscript::RegistryRows(script, names, rows, error)) << error;
+  return rows;
+}
+
+// Installed as the installer's WriteRegistryValues does, the rows write what registration writes; only
+// the ForceRemove keys go whole, never the shared NodeTypes, Namespace and CLSID keys.
+TEST(PackageRegistryRows, InstallWhatRegistrationWritesAndRemoveOnlyTheModulesKeysWhole) {
+  MemoryRegistry registered, installed;
+  ASSERT_EQ(S_OK, RunModuleScript(registered, true));
+  const auto rows = Rows(ModuleScript(), {{u"MODULE", kModulePath}});
+  std::set<std::string> removedWhole;
+  for (const regscript::RegistryRow& row : rows) {
+    std::unique_ptr<IRegistryKey> key;
+    ASSERT_EQ(ERROR_SUCCESS, installed.CreateKey(row.root, row.key, KEY_ALL_ACCESS, key));
+    if (row.kind == regscript::RowKind::CreateAndRemoveKey) removedWhole.insert(Utf16ToUtf8(row.key));
+    if (row.kind != regscript::RowKind::Value) continue;
+    ASSERT_EQ(ERROR_SUCCESS, row.type == REG_DWORD ? platform::WriteDword(*key, row.name, row.number)
+                                                   : platform::WriteString(*key, row.name, row.text, row.type));
+  }
+  EXPECT_EQ(registered.Dump(RegistryRoot::LocalMachine), installed.Dump(RegistryRoot::LocalMachine));
+  std::set<std::string> expected{"Software\\Microsoft\\MMC\\NodeTypes\\{1CA3CF7B-B0C5-407b-BA51-D45B11291688}"};
+  for (const std::string snapin : {"EB}", "EC}", "ED}"}) {
+    expected.insert("CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60" + snapin);
+    expected.insert("CLSID\\{0471D727-58C9-47C4-8350-7D99EB9B60" + snapin + "\\Programmable");
+    expected.insert("Software\\Microsoft\\MMC\\Snapins\\{0471D727-58C9-47C4-8350-7D99EB9B60" + snapin);
+  }
+  EXPECT_EQ(expected, removedWhole);
+  EXPECT_EQ(regscript::RowKind::Value, rows.front().kind) << "values first: a component's key path";
+}
+
+TEST(PackageRegistryRows, IncludeEscapesTextAndKeepsFormattedReplacements) {
+  const std::string wix =
+      regscript::WixInclude(Rows(u"HKEY_LOCAL_MACHINE { NoRemove Software { 'A&B' = s '[not a property] %MODULE%' { "
+                                 u"val Count = d '4294967295'\n"
+                                 u"val Path = e '%%SystemRoot%%\\\"x\"' } NoRemove Empty ForceRemove Gone Plain } }",
+                                 {{u"MODULE", u"[#VXGPOSnapin.dll]"}}),
+                            "test.rgs");
+  for (const char* row :
+       {"<RegistryValue Root=\"HKLM\" Key=\"Software\\A&amp;B\" Type=\"string\" Value=\"[\\[]not a property[\\]] "
+        "[#VXGPOSnapin.dll]\"/>",
+        "Name=\"Count\" Type=\"integer\" Value=\"-1\"/>",
+        "Name=\"Path\" Type=\"expandable\" Value=\"%SystemRoot%\\&quot;x&quot;\"/>",
+        "Key=\"Software\\Empty\" Name=\"+\" Type=\"multistring\"/>",
+        "Key=\"Software\\Gone\" Name=\"*\" Type=\"multistring\"/>",
+        "Key=\"Software\\Plain\" Name=\"*\" Type=\"multistring\"/>"})
+    EXPECT_NE(std::string::npos, wix.find(row)) << row << "\n" << wix;
+  EXPECT_EQ(std::string::npos, wix.find("Key=\"Software\" Name=")) << wix;  // NoRemove with content: no row
+}
+
+TEST(PackageRegistryRows, RefusesWhatThePackageCannotExpress) {
+  std::vector<regscript::RegistryRow> rows;
+  std::string error;
+  EXPECT_FALSE(regscript::RegistryRows(u"HKCR { NoRemove CLSID { Delete Old } }", {}, rows, error));
+  EXPECT_NE(std::string::npos, error.find("CLSID\\Old")) << error;
+  EXPECT_FALSE(regscript::RegistryRows(u"HKCR { Key = s '%MODULE%' }", {}, rows, error));
+  EXPECT_NE(std::string::npos, error.find("MODULE")) << error;
+  EXPECT_TRUE(rows.empty());
+}
+
+// ---- Plug-in component keys: a key goes with every parent it leaves without subkeys.
+
+TEST(UnregisterComponents, DeletesTheKeyAndTheParentsItLeavesWithoutSubkeys) {
+  using KELT_SDK::CUnregisterComponents;
+  const GUID clsid = {0x0471D727, 0x58C9, 0x47C4, {0x83, 0x50, 0x7D, 0x99, 0xEB, 0x9B, 0x60, 0xab}};
+  const HRESULT notFound = HResultFromWin32(ERROR_FILE_NOT_FOUND);
+  MemoryRegistry registry;
+  {
+    CUnregisterComponents helper(registry);  // without the Plugins key every operation answers the open error
+    EXPECT_EQ(notFound, helper.OpenResult());
+    EXPECT_EQ(notFound, helper.DeleteComponentKey(u"Credentials", u"X"));
+    EXPECT_EQ(notFound, helper.UnregisterComponent(u"Credentials", clsid));
+  }
+  const std::u16string plugins = std::u16string(KELT_SDK::kPluginsKey) + u"\\Credentials\\";
+  SetString(registry, RegistryRoot::LocalMachine, plugins + u"Biometric\\{0471D727-58C9-47C4-8350-7D99EB9B60AB}",
+            u"Name", u"x");
+  SetString(registry, RegistryRoot::LocalMachine, plugins + u"Biometric", u"Name", u"x");  // values keep no parent
+  SetString(registry, RegistryRoot::LocalMachine, plugins + u"Cards\\{AAAAAAAA-0000-0000-0000-000000000000}\\Settings",
+            u"", u"");
+  CUnregisterComponents helper(registry);
+  ASSERT_EQ(S_OK, helper.OpenResult());
+  const auto dump = [&] { return registry.Dump(RegistryRoot::LocalMachine, KELT_SDK::kPluginsKey); };
+
+  EXPECT_EQ(S_OK, helper.UnregisterComponent(u"Credentials\\Biometric", clsid));
+  const std::string cards =
+      "Plugins\n  Credentials\n    Cards\n      {AAAAAAAA-0000-0000-0000-000000000000}\n        Settings\n"
+      "          @ = REG_SZ \"\"\n";
+  EXPECT_EQ(cards, dump());
+  EXPECT_EQ(S_OK, helper.DeleteComponentKey(u"Credentials\\Cards", u"{AAAAAAAA-0000-0000-0000-000000000000}"));
+  EXPECT_EQ(cards, dump()) << "a key with subkeys stays";
+  EXPECT_EQ(notFound, helper.DeleteComponentKey(u"Credentials", u"Missing"));
+  EXPECT_EQ(S_OK,
+            helper.DeleteComponentKey(u"Credentials\\Cards", u"{AAAAAAAA-0000-0000-0000-000000000000}\\Settings"));
+  EXPECT_EQ("Plugins\n", dump()) << "the Plugins key itself stays";
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
-// The DLL as regsvr32 and COM see it: registration from its own resources and the type library,
-// unregistration, per-user installation, the class objects and the lock count behind DllCanUnloadNow,
-// and the heap-detection hook. The DLL is copied beside this program; each test starts
-// and ends with nothing of the module registered.
+// The DLL as the loader, regsvr32 and COM see it: the heap-detection hook started at load, registration
+// from its own resources and the type library, per-user installation, the class objects and the lock
+// count behind DllCanUnloadNow. The table itself is the registration engine's (tested natively over the
+// module's script, and against the package and regsvr32 by the package test); the class objects' modes
+// show in the console test's views. The DLL is copied beside this program; each test starts and ends
+// with nothing of the module registered.
 #include <windows.h>
 
 namespace {
@@ -25,6 +27,7 @@ extern "C" __declspec(dllexport) void WINAPI HeapDetectionStart(HMODULE module) 
 #include <algorithm>
 #include <cwchar>
 #include <cwctype>
+#include <process.h>
 #include <string>
 #include <utility>
 
@@ -36,19 +39,16 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-constexpr CLSID kEditorClass = {0x0471d727, 0x58c9, 0x47c4, {0x83, 0x50, 0x7d, 0x99, 0xeb, 0x9b, 0x60, 0xeb}};
-constexpr CLSID kRsopClass = {0x0471d727, 0x58c9, 0x47c4, {0x83, 0x50, 0x7d, 0x99, 0xeb, 0x9b, 0x60, 0xec}};
-constexpr CLSID kUserRsopClass = {0x0471d727, 0x58c9, 0x47c4, {0x83, 0x50, 0x7d, 0x99, 0xeb, 0x9b, 0x60, 0xed}};
+constexpr CLSID kClasses[] = {{0x0471d727, 0x58c9, 0x47c4, {0x83, 0x50, 0x7d, 0x99, 0xeb, 0x9b, 0x60, 0xeb}},
+                              {0x0471d727, 0x58c9, 0x47c4, {0x83, 0x50, 0x7d, 0x99, 0xeb, 0x9b, 0x60, 0xec}},
+                              {0x0471d727, 0x58c9, 0x47c4, {0x83, 0x50, 0x7d, 0x99, 0xeb, 0x9b, 0x60, 0xed}}};
 constexpr GUID kTypeLib = {0x7b9e7131, 0xb528, 0x450c, {0xa6, 0x37, 0x7e, 0xce, 0x1e, 0x77, 0xe7, 0x6c}};
 
 const std::wstring kMmc = L"Software\\Microsoft\\MMC";
-const std::wstring kClasses = L"Software\\Classes\\CLSID\\";
-const std::wstring kEditorName = L"Vantorix GPO Editor authentication policies snapin";
-const std::wstring kRsopName = L"Vantorix GPO Editor authentication policies RSoP snapin";
+const std::wstring kClsid = L"Software\\Classes\\CLSID\\";
 const std::wstring kNode = L"{1CA3CF7B-B0C5-407b-BA51-D45B11291688}";
 const std::wstring kClassIds[] = {L"{0471D727-58C9-47C4-8350-7D99EB9B60EB}", L"{0471D727-58C9-47C4-8350-7D99EB9B60EC}",
                                   L"{0471D727-58C9-47C4-8350-7D99EB9B60ED}"};
-const std::wstring kClassNames[] = {kEditorName, kRsopName, kRsopName};
 // The extended console node types and the class that extends each.
 const std::pair<std::wstring, std::wstring> kExtended[] = {
     {L"{8FC0B73A-A0E1-11D1-A7D3-0000F87571E3}", kClassIds[0]},
@@ -78,6 +78,15 @@ bool KeyExists(HKEY root, const std::wstring& path) {
   return true;
 }
 
+// How many of the module's machine-wide keys and values are there: its snap-ins, its node type and its
+// values in the Namespace keys of the node types it extends (8 in all).
+int MmcEntries() {
+  int found = KeyExists(HKEY_LOCAL_MACHINE, kMmc + L"\\NodeTypes\\" + kNode);
+  for (const std::wstring& id : kClassIds) found += KeyExists(HKEY_LOCAL_MACHINE, kMmc + L"\\Snapins\\" + id);
+  for (const auto& [node, id] : kExtended) found += Text(HKEY_LOCAL_MACHINE, Namespace(node), id) != L"<missing>";
+  return found;
+}
+
 const std::wstring& ModulePath() {
   static const std::wstring path = vxtest::BesideProgram(L"VXGPOSnapin.dll");
   return path;
@@ -88,37 +97,17 @@ struct Exports {
   using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
   using Simple = HRESULT(STDAPICALLTYPE*)();
   using Install = HRESULT(STDAPICALLTYPE*)(BOOL, LPCWSTR);
-  template <class F>
-  F Bind(const char* name) const {
-    return module ? vx::platform::ProcAddress<F>(module, name) : nullptr;
-  }
-
   HMODULE module = LoadLibraryW(ModulePath().c_str());
-  GetClassObject getClassObject = Bind<GetClassObject>("DllGetClassObject");
-  Simple canUnloadNow = Bind<Simple>("DllCanUnloadNow");
-  Simple registerServer = Bind<Simple>("DllRegisterServer");
-  Simple unregisterServer = Bind<Simple>("DllUnregisterServer");
-  Install install = Bind<Install>("DllInstall");
+  GetClassObject getClassObject = vx::platform::ProcAddress<GetClassObject>(module, "DllGetClassObject");
+  Simple canUnloadNow = vx::platform::ProcAddress<Simple>(module, "DllCanUnloadNow");
+  Simple registerServer = vx::platform::ProcAddress<Simple>(module, "DllRegisterServer");
+  Simple unregisterServer = vx::platform::ProcAddress<Simple>(module, "DllUnregisterServer");
+  Install install = vx::platform::ProcAddress<Install>(module, "DllInstall");
 };
 
 const Exports& Dll() {
   static const Exports exports;
   return exports;
-}
-
-DWORD RunRegsvr32(const std::wstring& arguments) {
-  std::wstring command = L"regsvr32.exe /s " + arguments + L" \"" + ModulePath() + L"\"";
-  STARTUPINFOW startup{};
-  startup.cb = sizeof(startup);
-  PROCESS_INFORMATION process{};
-  if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-    return GetLastError() | 0x80000000u;
-  WaitForSingleObject(process.hProcess, 60000);
-  DWORD code = 0;
-  GetExitCodeProcess(process.hProcess, &code);
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
-  return code;
 }
 
 ComPtr<IClassFactory> ClassObject(const CLSID& clsid) {
@@ -147,8 +136,8 @@ class Module : public ::testing::Test {
   static void Clean() {
     for (const std::wstring& id : kClassIds) {
       RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kMmc + L"\\Snapins\\" + id).c_str());
-      RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kClasses + id).c_str());
-      RegDeleteTreeW(HKEY_CURRENT_USER, (kClasses + id).c_str());
+      RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kClsid + id).c_str());
+      RegDeleteTreeW(HKEY_CURRENT_USER, (kClsid + id).c_str());
     }
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kMmc + L"\\NodeTypes\\" + kNode).c_str());
     for (const auto& [node, id] : kExtended)
@@ -162,32 +151,52 @@ class Module : public ::testing::Test {
   }
 };
 
-// The table itself is the registration engine's (tested natively over the module's script); here the
-// script comes out of the DLL's resources, with this module's path, through the real registry.
-TEST_F(Module, Regsvr32RegistersTheModuleAndTakesOnlyItsOwnBack) {
-  ASSERT_EQ(RunRegsvr32(L""), 0u);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(Text(HKEY_LOCAL_MACHINE, kClasses + kClassIds[i]), kClassNames[i]);
-    EXPECT_EQ(Upper(Text(HKEY_LOCAL_MACHINE, kClasses + kClassIds[i] + L"\\InprocServer32")), Upper(ModulePath()));
-    EXPECT_EQ(Text(HKEY_LOCAL_MACHINE, kMmc + L"\\Snapins\\" + kClassIds[i], L"NameString"), kEditorName);
-  }
-  for (const auto& [node, id] : kExtended) EXPECT_EQ(Text(HKEY_LOCAL_MACHINE, Namespace(node), id), kEditorName);
-  EXPECT_TRUE(TypeLibraryRegistered());
+// regsvr32 loads the module in a process of its own, after the hook is in place.
+TEST_F(Module, LoadStartsTheHeapDetectionHookOfTheSystemDirectory) {
+  wchar_t system[MAX_PATH] = {};
+  ASSERT_GT(GetSystemDirectoryW(system, MAX_PATH), 0u);
+  const std::wstring hook = std::wstring(system) + L"\\vxappver.dll";
+  ASSERT_TRUE(CopyFileW(vxtest::BesideProgram(L"vxappver_test_hook.dll").c_str(), hook.c_str(), FALSE));
+  RegDeleteTreeW(HKEY_CURRENT_USER, kHookKey);
+  const std::wstring quoted = L"\"" + ModulePath() + L"\"";
+  EXPECT_EQ(_wspawnlp(_P_WAIT, L"regsvr32.exe", L"regsvr32.exe", L"/s", quoted.c_str(), nullptr), 0);
+  EXPECT_EQ(Upper(Text(HKEY_CURRENT_USER, kHookKey, L"Module")), Upper(ModulePath())) << "given the module's handle";
+  EXPECT_TRUE(DeleteFileW(hook.c_str()));
+  RegDeleteTreeW(HKEY_CURRENT_USER, kHookKey);
+  RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\VXGPOSnapinTests");
+}
 
-  // Another extension of the same console node belongs to someone else.
+// "user" in any case registers the classes and the type library per user, anything else for the
+// machine; the consoles' keys are always machine-wide, and unregistration takes back only the module's.
+TEST_F(Module, DllInstallRegistersPerUserOrMachineAndRestoresTheThreadLocale) {
+  const LCID german = MAKELCID(MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN), SORT_DEFAULT);
+  const LCID before = GetThreadLocale();
+  ASSERT_TRUE(SetThreadLocale(german));
+  // Another extension of a console node the module extends belongs to someone else.
   const std::wstring other = L"{11111111-2222-3333-4444-555555555555}";
   ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, Namespace(kExtended[0].first).c_str(), other.c_str(), REG_SZ, L"x", 4),
             ERROR_SUCCESS);
-  ASSERT_EQ(RunRegsvr32(L"/u"), 0u);
-  for (const std::wstring& id : kClassIds) {
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kClasses + id));
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kMmc + L"\\Snapins\\" + id));
+  for (const wchar_t* text : {L"user", L"USER", L"", L"users", static_cast<const wchar_t*>(nullptr)}) {
+    const bool perUser = text != nullptr && _wcsicmp(text, L"user") == 0;
+    SCOPED_TRACE(text ? std::string(text, text + wcslen(text)) : "null");
+    const HKEY where = perUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+    const HKEY elsewhere = perUser ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+    ASSERT_EQ(Dll().install(TRUE, text), S_OK);
+    EXPECT_EQ(GetThreadLocale(), german) << "registration runs under the system locale, then the caller's again";
+    for (const std::wstring& id : kClassIds) {
+      EXPECT_EQ(Upper(Text(where, kClsid + id + L"\\InprocServer32")), Upper(ModulePath()));
+      EXPECT_FALSE(KeyExists(elsewhere, kClsid + id));
+    }
+    EXPECT_EQ(MmcEntries(), 8);
+    EXPECT_TRUE(TypeLibraryRegistered());
+    ASSERT_EQ(Dll().install(FALSE, text), S_OK);
+    for (const std::wstring& id : kClassIds) EXPECT_FALSE(KeyExists(where, kClsid + id));
+    EXPECT_EQ(MmcEntries(), 0);
+    EXPECT_FALSE(TypeLibraryRegistered());
   }
-  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kMmc + L"\\NodeTypes\\" + kNode));
-  for (const auto& [node, id] : kExtended) EXPECT_EQ(Text(HKEY_LOCAL_MACHINE, Namespace(node), id), L"<missing>");
   EXPECT_EQ(Text(HKEY_LOCAL_MACHINE, Namespace(kExtended[0].first), other), L"x");
-  EXPECT_FALSE(TypeLibraryRegistered());
   RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, Namespace(kExtended[0].first).c_str(), other.c_str());
+  SetThreadLocale(before);
 }
 
 // The interface the RSoP factories set the mode through is declared twice, in C++ and in the type
@@ -220,104 +229,51 @@ TEST_F(Module, TypeLibraryDeclaresTheModeInterfaceInItsVtableOrder) {
   }
 }
 
-TEST_F(Module, DllInstallUserRegistersPerUserAndRestoresTheThreadLocale) {
-  const LCID german = MAKELCID(MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN), SORT_DEFAULT);
-  const LCID before = GetThreadLocale();
-  ASSERT_TRUE(SetThreadLocale(german));
-  for (const wchar_t* text : {L"user", L"USER", L"", L"users", static_cast<const wchar_t*>(nullptr)}) {
-    const bool perUser = text != nullptr && _wcsicmp(text, L"user") == 0;
-    SCOPED_TRACE(text ? std::string(text, text + wcslen(text)) : "null");
-    const HKEY where = perUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
-    const HKEY elsewhere = perUser ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
-    ASSERT_EQ(Dll().install(TRUE, text), S_OK);
-    EXPECT_EQ(GetThreadLocale(), german) << "registration runs under the system locale, then the caller's again";
-    for (const std::wstring& id : kClassIds) {
-      EXPECT_EQ(Upper(Text(where, kClasses + id + L"\\InprocServer32")), Upper(ModulePath()));
-      EXPECT_FALSE(KeyExists(elsewhere, kClasses + id));
-    }
-    EXPECT_TRUE(TypeLibraryRegistered());
-    ASSERT_EQ(Dll().install(FALSE, text), S_OK);
-    EXPECT_FALSE(KeyExists(where, kClasses + kClassIds[0]));
-  }
-  SetThreadLocale(before);
-}
-
-TEST_F(Module, LoadStartsTheHeapDetectionHookOfTheSystemDirectory) {
-  wchar_t system[MAX_PATH] = {};
-  ASSERT_GT(GetSystemDirectoryW(system, MAX_PATH), 0u);
-  const std::wstring hook = std::wstring(system) + L"\\vxappver.dll";
-  ASSERT_TRUE(CopyFileW(vxtest::BesideProgram(L"vxappver_test_hook.dll").c_str(), hook.c_str(), FALSE));
-  RegDeleteTreeW(HKEY_CURRENT_USER, kHookKey);
-
-  // regsvr32 loads the module in a process of its own, so the hook runs at that load.
-  EXPECT_EQ(RunRegsvr32(L""), 0u);
-  wchar_t started[MAX_PATH] = {};
-  DWORD size = sizeof(started);
-  EXPECT_EQ(RegGetValueW(HKEY_CURRENT_USER, kHookKey, L"Module", RRF_RT_REG_SZ, nullptr, started, &size),
-            ERROR_SUCCESS);
-  EXPECT_EQ(Upper(started), Upper(ModulePath())) << "the hook is given the module's own handle";
-
-  EXPECT_TRUE(DeleteFileW(hook.c_str()));
-  RegDeleteTreeW(HKEY_CURRENT_USER, kHookKey);
-  RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\VXGPOSnapinTests");
-}
-
-// Each class object makes the snap-in in its mode, clears results first, and refuses what COM says it
-// must refuse. Activation through the registry is the console test's.
-TEST_F(Module, ClassObjectsCreateTheSnapinInItsModeAndRefuseTheRest) {
-  const struct {
-    CLSID clsid;
-    VARIANT_BOOL rsop, machine;
-  } classes[] = {{kEditorClass, VARIANT_FALSE, VARIANT_TRUE},
-                 {kRsopClass, VARIANT_TRUE, VARIANT_TRUE},
-                 {kUserRsopClass, VARIANT_TRUE, VARIANT_FALSE}};
-  for (const auto& c : classes) {
-    SCOPED_TRACE(static_cast<int>(c.clsid.Data4[7]));
-    const ComPtr<IClassFactory> factory = ClassObject(c.clsid);
+// Each class object refuses what COM says it must refuse, and clears results first. Activation through
+// the registry, and the mode each class makes the snap-in in, are the console test's.
+TEST_F(Module, ClassObjectsRefuseAggregationOtherInterfacesAndUnknownClasses) {
+  for (const CLSID& clsid : kClasses) {
+    SCOPED_TRACE(static_cast<int>(clsid.Data4[7]));
+    const ComPtr<IClassFactory> factory = ClassObject(clsid);
     ASSERT_TRUE(factory);
-    ComPtr<IVXRsopSnapinMode> mode;
-    ASSERT_EQ(factory->CreateInstance(nullptr, vx::rsop::IID_IVXRsopSnapinMode,
-                                      reinterpret_cast<void**>(mode.GetAddressOf())),
-              S_OK);
-    VARIANT_BOOL rsop = 7, machine = 7;
-    EXPECT_EQ(mode->get_Rsop(&rsop), S_OK);
-    EXPECT_EQ(mode->get_MachineSection(&machine), S_OK);
-    EXPECT_EQ(rsop, c.rsop);
-    EXPECT_EQ(machine, c.machine);
-
-    void* out = reinterpret_cast<void*>(0x1234);
-    EXPECT_EQ(factory->CreateInstance(mode.Get(), IID_IUnknown, &out), CLASS_E_NOAGGREGATION);
-    EXPECT_EQ(out, nullptr);
-    out = reinterpret_cast<void*>(0x1234);
-    EXPECT_EQ(factory->CreateInstance(mode.Get(), vx::rsop::IID_IVXRsopSnapinMode, &out), CLASS_E_NOAGGREGATION);
-    EXPECT_EQ(out, nullptr);
-    out = reinterpret_cast<void*>(0x1234);
-    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IClassFactory, &out), E_NOINTERFACE);
-    EXPECT_EQ(out, nullptr);
+    const struct {
+      IUnknown* outer;
+      IID iid;
+      HRESULT expected;
+    } refused[] = {{factory.Get(), IID_IUnknown, CLASS_E_NOAGGREGATION},
+                   {factory.Get(), vx::rsop::IID_IVXRsopSnapinMode, CLASS_E_NOAGGREGATION},
+                   {nullptr, IID_IClassFactory, E_NOINTERFACE}};
+    for (const auto& r : refused) {
+      void* out = reinterpret_cast<void*>(0x1234);
+      EXPECT_EQ(factory->CreateInstance(r.outer, r.iid, &out), r.expected);
+      EXPECT_EQ(out, nullptr);
+    }
     EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, nullptr), E_POINTER);
   }
   void* out = reinterpret_cast<void*>(0x1234);
   const CLSID unknown = {0x0471d727, 0x58c9, 0x47c4, {0x83, 0x50, 0x7d, 0x99, 0xeb, 0x9b, 0x60, 0xee}};
   EXPECT_EQ(Dll().getClassObject(unknown, IID_IClassFactory, &out), CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(out, nullptr);
-  EXPECT_EQ(Dll().canUnloadNow(), S_OK) << "setting the mode gave every reference back";
 }
 
 TEST_F(Module, CanUnloadNowFollowsObjectsAndServerLocks) {
-  ASSERT_EQ(Dll().canUnloadNow(), S_OK);
-  ComPtr<IClassFactory> factory = ClassObject(kRsopClass);
-  EXPECT_EQ(Dll().canUnloadNow(), S_FALSE) << "a live class object";
-  ComPtr<IUnknown> object;
-  ASSERT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(object.GetAddressOf())), S_OK);
-  EXPECT_EQ(factory->LockServer(TRUE), S_OK);
-  factory.Reset();
-  EXPECT_EQ(Dll().canUnloadNow(), S_FALSE) << "an object and a server lock";
-  object.Reset();
-  EXPECT_EQ(Dll().canUnloadNow(), S_FALSE) << "the server lock";
-  factory = ClassObject(kRsopClass);
-  EXPECT_EQ(factory->LockServer(FALSE), S_OK);
-  factory.Reset();
-  EXPECT_EQ(Dll().canUnloadNow(), S_OK);
+  for (const CLSID& clsid : kClasses) {
+    SCOPED_TRACE(static_cast<int>(clsid.Data4[7]));
+    ASSERT_EQ(Dll().canUnloadNow(), S_OK);
+    ComPtr<IClassFactory> factory = ClassObject(clsid);
+    EXPECT_EQ(Dll().canUnloadNow(), S_FALSE) << "a live class object";
+    ComPtr<IUnknown> object;
+    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(object.GetAddressOf())), S_OK);
+    EXPECT_EQ(factory->LockServer(TRUE), S_OK);
+    factory.Reset();
+    EXPECT_EQ(Dll().canUnloadNow(), S_FALSE) << "an object and a server lock";
+    object.Reset();
+    EXPECT_EQ(Dll().canUnloadNow(), S_FALSE) << "the server lock";
+    factory = ClassObject(clsid);
+    EXPECT_EQ(factory->LockServer(FALSE), S_OK);
+    factory.Reset();
+    EXPECT_EQ(Dll().canUnloadNow(), S_OK) << "every reference was given back";
+  }
 }
 
 }  // namespace
