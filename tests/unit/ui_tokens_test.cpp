@@ -35,14 +35,12 @@ TEST_F(UITokensTest, FiltersKeepTheirKindsOfToken) {
       {kTokenAll, {"Password", "Code", "Fingerprint", "Odd", "Bit3", "InnerPrimary", "InnerCode"}, 0x33B},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.filter);
     UITokens tokens{registry, factory, kGpoEditorTokensSubkey, c.filter};
     ASSERT_EQ(S_OK, tokens.LoadElements(true));
-    EXPECT_EQ(c.names, Names(tokens)) << "filter " << c.filter;
-    EXPECT_EQ(c.allMasks, tokens.AllMasks()) << "filter " << c.filter;
+    EXPECT_EQ(c.names, Names(tokens));
+    EXPECT_EQ(c.allMasks, tokens.AllMasks());
   }
-  UITokens unexpanded{registry, factory, kGpoEditorTokensSubkey, kTokenPrimary};
-  ASSERT_EQ(S_OK, unexpanded.LoadElements(false));  // the group itself is no credential
-  EXPECT_EQ((Strings{"Password", "Fingerprint"}), Names(unexpanded));
 }
 
 TEST_F(UITokensTest, CredentialTypesFoldAndUnknownOnesAreTraced) {
@@ -65,7 +63,7 @@ TEST_F(UITokensTest, CredentialTypesFoldAndUnknownOnesAreTraced) {
   EXPECT_TRUE(Has(Written('U'), "Unknown credential type for token 0x20"));
 }
 
-TEST_F(UITokensTest, CredentialMaskIsWidenedWithoutSign) {
+TEST_F(UITokensTest, CredentialMaskIsWidenedWithoutSignAndZeroWhenUnreadable) {
   FakeElement token(u"T");
   token.SetCredProperty(eKELT_CRED_MASK, Variant::Ui4(0x80000000u));
   EXPECT_EQ(0x0000000080000000ull, GetTokenMask(token));
@@ -78,10 +76,10 @@ TEST_F(UITokensTest, CredentialMaskIsWidenedWithoutSign) {
   token.FailCredProperty(eKELT_CRED_MASK, E_ACCESSDENIED);
   EXPECT_EQ(E_ACCESSDENIED, CredentialWrapper(&token).GetCredMask(&mask));
   EXPECT_EQ(0u, GetTokenMask(token));
-  EXPECT_EQ(0u, GetTokenMask(*std::make_shared<FakeElement>(u"Plain")));
 }
 
-TEST_F(UITokensTest, DisplayNameMapKeepsTheFirstTextOfEachMask) {
+// From a catalogue: the first display string of each mask; then masks and policies as text.
+TEST_F(UITokensTest, DisplayNameMapKeepsTheFirstTextOfEachMaskAndSpellsMasks) {
   Register(MakeFakeToken(u"Password", u"Password", 0x1, 1));
   Register(MakeFakeToken(u"Other", u"Other password", 0x1, 2));
   Register(MakeFakeToken(u"Bad", u"", 0x4, 1))->SetProperty(eKELT_LST_DISPLAYSTRING, Variant::I4(4));
@@ -90,19 +88,14 @@ TEST_F(UITokensTest, DisplayNameMapKeepsTheFirstTextOfEachMask) {
   Register(std::make_shared<FakeElement>(u"NoCredential"));
   UIElements everything{registry, factory, kGpoEditorTokensSubkey};
   ASSERT_EQ(S_OK, everything.LoadElements(true));
-  const DisplayNameMap map(everything);
+  DisplayNameMap map(everything);
   ASSERT_EQ(2, map.GetSize());
   EXPECT_EQ(0x1u, map.GetKeyAt(0));
   EXPECT_EQ(u"Password", map.GetValueAt(0));
   EXPECT_EQ(u"Fingerprint", map.GetValueAt(1));
   EXPECT_EQ(kArrayBoundsExceeded, Thrown([&] { (void)map.GetKeyAt(2); }));
-}
-
-TEST(DisplayNameMap, MasksAndPoliciesAsText) {
-  DisplayNameMap map;
-  map.Add(0x1, u"Password");
-  map.Add(0x2, u"Fingerprint");
   EXPECT_FALSE(map.Add(0x2, u"Again"));
+
   // The names of the tokens, then the low 32 bits of what no token names.
   EXPECT_EQ(u"Password+Fingerprint+0x10", map.MaskToText(0x13));
   EXPECT_EQ(u"0x0", map.MaskToText(0x100000000ull));

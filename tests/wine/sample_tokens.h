@@ -5,7 +5,6 @@
 #include <windows.h>
 
 #include <string>
-#include <utility>
 
 #include "sample_clsids.h"
 #include "wine_support.h"
@@ -14,35 +13,29 @@ namespace vxtest {
 
 inline constexpr wchar_t kPluginsKey[] = L"SOFTWARE\\Vantorix\\KELT\\Plugins";
 
-// One class of a list (GPOEditorTokens, Tokens) served by a module beside the program.
-inline bool RegisterSample(const wchar_t* list, const std::wstring& clsid, const std::wstring& file) {
-  const std::wstring key = std::wstring(kPluginsKey) + L"\\UIElements\\" + list + L"\\" + clsid;
-  const std::wstring path = BesideProgram(file);
-  return ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr, REG_SZ, path.c_str(),
-                           static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
-}
-
-// Password, fingerprint and smart card in the editor's token list; false when the registry refuses.
-inline bool RegisterSampleTokens() {
-  return RegisterSample(L"GPOEditorTokens", VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll") &&
-         RegisterSample(L"GPOEditorTokens", VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll") &&
-         RegisterSample(L"GPOEditorTokens", VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll");
-}
-
-// Every sample in both of the snap-in's lists.
-inline bool RegisterAllSamples() {
-  const std::pair<const wchar_t*, const wchar_t*> samples[] = {
-      {VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll"},
-      {VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll"},
-      {VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll"},
-      {VX_SAMPLE_CLSID_ONETIMECODE, L"vxsample_onetimecode.dll"},
-      {VX_SAMPLE_CLSID_BIOMETRICS, L"vxsample_biometrics.dll"},
-      {VX_SAMPLE_CLSID_SECURITYKEY, L"vxsample_securitykey.dll"}};
-  for (const wchar_t* list : {L"GPOEditorTokens", L"Tokens"})
-    for (const auto& [clsid, file] : samples)
-      if (!RegisterSample(list, clsid, file)) return false;
+// The first count of these samples in a list (GPOEditorTokens, Tokens); false when the registry refuses.
+inline bool RegisterSamples(const wchar_t* list, int count) {
+  const wchar_t* const samples[][2] = {{VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll"},
+                                       {VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll"},
+                                       {VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll"},
+                                       {VX_SAMPLE_CLSID_ONETIMECODE, L"vxsample_onetimecode.dll"},
+                                       {VX_SAMPLE_CLSID_BIOMETRICS, L"vxsample_biometrics.dll"},
+                                       {VX_SAMPLE_CLSID_SECURITYKEY, L"vxsample_securitykey.dll"}};
+  for (int i = 0; i < count; ++i) {
+    const std::wstring key = std::wstring(kPluginsKey) + L"\\UIElements\\" + list + L"\\" + samples[i][0];
+    const std::wstring path = BesideProgram(samples[i][1]);
+    if (::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr, REG_SZ, path.c_str(),
+                          static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))) != ERROR_SUCCESS)
+      return false;
+  }
   return true;
 }
+
+// Password, fingerprint and smart card in the editor's token list.
+inline bool RegisterSampleTokens() { return RegisterSamples(L"GPOEditorTokens", 3); }
+
+// Every sample above in both of the snap-in's lists.
+inline bool RegisterAllSamples() { return RegisterSamples(L"GPOEditorTokens", 6) && RegisterSamples(L"Tokens", 6); }
 
 inline void RemovePlugins() { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey); }
 
