@@ -1,10 +1,11 @@
 // The policy page's decisions: what the add-credential dialog offers and accepts, how the list shows
-// and edits a role's combinations, and what Apply stores.
+// and edits a role's combinations, the enforcement dialog, the explanation and precedence pages, and
+// what Apply stores.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "page_test_support.h"
 #include "pages/explanation_page.h"
@@ -16,6 +17,7 @@ using namespace vx::pages;
 using vxtest::RecordingAddView;
 using vxtest::RecordingPageView;
 using Strings = std::vector<std::string>;
+using Masks = std::vector<ULONGLONG>;
 
 namespace {
 
@@ -34,23 +36,31 @@ int Choose(CAuthPolicyAdd& dialog, RecordingAddView& view, const std::string& pr
   return view.ended;
 }
 
+// A script of the page's add dialog that picks these items and presses OK.
+std::function<int(CAuthPolicyAdd&, RecordingAddView&)> Picks(std::string primary, std::string secondary = "") {
+  return [=](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, primary, secondary); };
+}
+
 class AddDialog : public vxtest::PageFixture {
  protected:
-  // The dialog for one role (id 0, named Logon) holding these combinations.
-  CAuthPolicyAdd Make(std::vector<ULONGLONG> existing, ULONGLONG previous = 0, DWORD kind = 1, bool editor = true) {
+  // The dialog for one role (id 0, named Logon) holding these combinations, shown in view.
+  CAuthPolicyAdd& Open(Masks existing, ULONGLONG previous = 0, DWORD kind = 1, bool editor = true) {
     roles = {};
     vx::policy::RoleSettings& record = roles.Ensure(0);
     record.roleNameId = IDS_ROLE_LOGON;
     for (ULONGLONG mask : existing) record.Add(mask);
     primary = Catalogue(vx::plugins::kTokenPrimary);
     secondary = Catalogue(vx::plugins::kTokenSecondary);
-    AuthPolicyAddArgs args{kind, 0, &roles, &primary, &secondary, &custom, previous, editor, known};
-    return CAuthPolicyAdd(std::move(args));
+    dialog.emplace(AuthPolicyAddArgs{kind, 0, &roles, &primary, &secondary, &custom, previous, editor, known});
+    view = {};
+    dialog->OnInitDialog(view);
+    return *dialog;
   }
 
   vx::policy::CRoleSettingsTable roles;
   TokenCatalogue primary, secondary;
-  std::vector<ULONGLONG> custom, known{0x1, 0x2, 0x4, 0x10};
+  Masks custom, known{0x1, 0x2, 0x4, 0x10};
+  std::optional<CAuthPolicyAdd> dialog;
   RecordingAddView view;
 };
 
@@ -59,14 +69,14 @@ TEST_F(AddDialog, OffersPrimaryCredentialsAndWhatMayJoinThem) {
     const char* name;
     DWORD kind;
     bool editor;
-    std::vector<ULONGLONG> custom, known;
+    Masks custom, known;
     std::string pick;
     Strings primary, secondary;
   } rows[] = {
       // clang-format off
       {"logon: any other credential may join, secondary-only ones too", 1, true, {}, {0x1, 0x2, 0x4, 0x10}, "Password",
        {"Password", "Fingerprint", "Smart card"}, {"(alone)", "Fingerprint", "Smart card", "One-time code"}},
-      {"two parts of one registered credential never join", 1, true, {}, {0x3, 0x4, 0x10}, "Password",
+      {"two bits of one registered credential never join", 1, true, {}, {0x3, 0x4, 0x10}, "Password",
        {"Password", "Fingerprint", "Smart card"}, {"(alone)", "Smart card", "One-time code"}},
       {"runtime outside the editor: custom members and no authentication", 2, false, {0x10}, {}, "One-time code",
        {"Password", "Fingerprint", "Smart card", "One-time code", "No authentication"},
@@ -81,46 +91,41 @@ TEST_F(AddDialog, OffersPrimaryCredentialsAndWhatMayJoinThem) {
     SCOPED_TRACE(row.name);
     custom = row.custom;
     known = row.known;
-    CAuthPolicyAdd dialog = Make({}, 0, row.kind, row.editor);
-    RecordingAddView shown;
-    dialog.OnInitDialog(shown);
-    EXPECT_EQ(row.primary, shown.primary);
-    EXPECT_TRUE(shown.secondary.empty());
-    EXPECT_FALSE(shown.ok);  // nothing chosen yet
-    Choose(dialog, shown, row.pick.c_str(), "");
-    EXPECT_EQ(row.secondary, shown.secondary);
-    EXPECT_TRUE(shown.secondaryShown);
+    CAuthPolicyAdd& opened = Open({}, 0, row.kind, row.editor);
+    EXPECT_EQ(row.primary, view.primary);
+    EXPECT_TRUE(view.secondary.empty());
+    EXPECT_FALSE(view.ok);  // nothing chosen yet
+    Choose(opened, view, row.pick);
+    EXPECT_EQ(row.secondary, view.secondary);
+    EXPECT_TRUE(view.secondaryShown);
   }
 }
 
 TEST_F(AddDialog, NamesTheRoleAndLeavesOutNamelessTokens) {
   Register(u"Nameless", 0x20, 1)->FailProperty(vx::plugins::eKELT_LST_DISPLAYSTRING, E_FAIL);
-  CAuthPolicyAdd dialog = Make({0x1});
-  dialog.OnInitDialog(view);
+  Open({0x1});
   EXPECT_EQ((Strings{"Password", "Fingerprint", "Smart card"}), view.primary);
   EXPECT_TRUE(view.roleChoice);
   EXPECT_EQ(Strings{"Logon"}, view.roles);
   EXPECT_FALSE(view.deleteButton);
 
-  CAuthPolicyAdd editing = Make({0x3}, 0x3);
-  RecordingAddView shown;
-  editing.OnInitDialog(shown);
-  EXPECT_EQ(Strings({"(alone)", "Fingerprint", "Smart card", "One-time code"}), shown.secondary);
-  EXPECT_EQ(1, shown.secondarySelected) << "the edited combination is preselected";
-  EXPECT_EQ(IDOK, Choose(editing, shown, "")) << "an unchanged edit is accepted";
+  CAuthPolicyAdd& editing = Open({0x3}, 0x3);
+  EXPECT_EQ(Strings({"(alone)", "Fingerprint", "Smart card", "One-time code"}), view.secondary);
+  EXPECT_EQ(1, view.secondarySelected) << "the edited combination is preselected";
+  EXPECT_EQ(IDOK, Choose(editing, view, "")) << "an unchanged edit is accepted";
   EXPECT_EQ(0x3u, editing.Policy());
 }
 
 TEST_F(AddDialog, OkRefusesDuplicatesAndAsksBeforeReplacingOverlaps) {
   struct Row {
     const char* name;
-    std::vector<ULONGLONG> existing;
+    Masks existing;
     std::string primary, secondary;
     std::vector<int> answers;
-    std::vector<std::string> boxes;
+    Strings boxes;
     int ended;
     ULONGLONG mask;
-    std::vector<ULONGLONG> replaced;
+    Masks replaced;
   } rows[] = {
       // clang-format off
       {"a combination the role has is refused", {0x1}, "Password", "(alone)", {}, {"#227[Password]"}, 0, 0, {}},
@@ -136,35 +141,13 @@ TEST_F(AddDialog, OkRefusesDuplicatesAndAsksBeforeReplacingOverlaps) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    boxes.shown.clear();
     boxes.answers = row.answers;
-    CAuthPolicyAdd dialog = Make(row.existing);
-    RecordingAddView shown;
-    dialog.OnInitDialog(shown);
-    EXPECT_EQ(row.ended, Choose(dialog, shown, row.primary, row.secondary));
-    Strings texts;
-    for (const auto& box : boxes.shown) texts.push_back(vxtest::Narrow(box.text));
-    EXPECT_EQ(row.boxes, texts);
+    CAuthPolicyAdd& opened = Open(row.existing);
+    EXPECT_EQ(row.ended, Choose(opened, view, row.primary, row.secondary));
+    EXPECT_EQ(row.boxes, Boxes());
     if (row.ended == IDOK) {
-      EXPECT_EQ(row.mask, dialog.Policy());
-      EXPECT_EQ(row.replaced, dialog.Replaced());
-    }
-  }
-}
-
-TEST_F(AddDialog, NoAuthenticationIsChosenOnlyAfterTheWarning) {
-  for (int answer : {IDNO, IDYES}) {
-    boxes.shown.clear();
-    boxes.answers = {answer};
-    CAuthPolicyAdd dialog = Make({0x1}, 0, 2, false);
-    RecordingAddView shown;
-    dialog.OnInitDialog(shown);
-    EXPECT_EQ(answer == IDYES ? IDOK : 0, Choose(dialog, shown, "No authentication"));
-    ASSERT_EQ(1u, boxes.shown.size());
-    EXPECT_EQ("#2[Logon]", vxtest::Narrow(boxes.shown[0].text));
-    EXPECT_EQ(MB_YESNO | MB_ICONWARNING, boxes.shown[0].type);
-    if (answer == IDYES) {
-      EXPECT_EQ(0u, dialog.Policy());
+      EXPECT_EQ(row.mask, opened.Policy());
+      EXPECT_EQ(row.replaced, opened.Replaced());
     }
   }
 }
@@ -174,38 +157,38 @@ TEST_F(AddDialog, NoAuthenticationIsChosenOnlyAfterTheWarning) {
 // An editor with the page's answers given by the test.
 class TestEditor final : public CAuthPolicyEditor {
  public:
-  TestEditor(AuthPolicyEditorArgs args, vx::policy::CRoleSettingsTable roles, bool editor, bool readOnly,
-             bool groups = false)
-      : CAuthPolicyEditor(std::move(args), std::move(roles)),
-        m_editor(editor),
-        m_readOnly(readOnly),
-        m_groups(groups) {}
-  bool LeavesOutRoleGroups() const override { return !m_groups; }
-  bool IsGpoEditor() const override { return m_editor; }
-  bool IsReadOnly() const override { return m_readOnly; }
+  using CAuthPolicyEditor::CAuthPolicyEditor;
+  bool LeavesOutRoleGroups() const override { return !groups; }
+  bool IsGpoEditor() const override { return editor; }
+  bool IsReadOnly() const override { return readOnly; }
   void SetModified(bool on) override { modified = on; }
-  bool modified = false;
-
- private:
-  bool m_editor, m_readOnly, m_groups;
+  bool editor = true, readOnly = false, groups = false, modified = false;
 };
 
 class Editor : public vxtest::PageFixture {
  protected:
-  TestEditor& Open(std::vector<ULONGLONG> combinations, int kind = 1, bool editor = true, bool readOnly = false) {
+  // The editor of one role (id 0, named Logon) holding these combinations.
+  TestEditor& Open(Masks combinations, int kind = 1, bool editor = true, bool readOnly = false) {
     vx::policy::CRoleSettingsTable roles;
     vx::policy::RoleSettings& record = roles.Ensure(0);
     record.roleNameId = IDS_ROLE_LOGON;
     for (ULONGLONG mask : combinations) record.Add(mask);
-    AuthPolicyEditorArgs args{kind, Catalogue(1), Catalogue(2), &registry, &factory, &clock};
-    editorUnderTest = std::make_unique<TestEditor>(std::move(args), std::move(roles), editor, readOnly);
-    editorUnderTest->OnInitDialog(view);
-    return *editorUnderTest;
+    return OpenRoles(std::move(roles), kind, editor, readOnly);
   }
-  std::vector<ULONGLONG> Stored() const { return editorUnderTest->Roles().Records().front().Combinations(); }
+  TestEditor& OpenRoles(vx::policy::CRoleSettingsTable roles, int kind = 1, bool editor = true, bool readOnly = false,
+                        bool groups = false) {
+    opened = std::make_unique<TestEditor>(
+        AuthPolicyEditorArgs{kind, Catalogue(1), Catalogue(2), &registry, &factory, &clock}, std::move(roles));
+    opened->editor = editor;
+    opened->readOnly = readOnly;
+    opened->groups = groups;
+    opened->OnInitDialog(view);
+    return *opened;
+  }
+  Masks Stored(std::int32_t role = 0) const { return opened->Roles().Find(role)->Combinations(); }
 
   RecordingPageView view;
-  std::unique_ptr<TestEditor> editorUnderTest;
+  std::unique_ptr<TestEditor> opened;
 };
 
 TEST_F(Editor, ShowsEachCombinationAsOneRowOfItsTokens) {
@@ -213,7 +196,7 @@ TEST_F(Editor, ShowsEachCombinationAsOneRowOfItsTokens) {
     const char* name;
     int kind;
     bool editor;
-    std::vector<ULONGLONG> combinations;
+    Masks combinations;
     Strings rows;
   } rows[] = {
       {"two tokens, then one", 1, true, {0x3, 0x4}, {"Password + Fingerprint [0x3]", "Smart card [0x4]"}},
@@ -236,71 +219,52 @@ TEST_F(Editor, ShowsEachCombinationAsOneRowOfItsTokens) {
 TEST_F(Editor, AddAndEditReplaceWhatTheDialogSays) {
   TestEditor& editor = Open({0x5, 0x2});
   boxes.answers = {IDYES};
-  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "Password"); };
+  view.dialogScript = Picks("Password");
   editor.OnPoliciesLinkClicked(0);
-  EXPECT_EQ((std::vector<ULONGLONG>{0x2, 0x1}), Stored()) << "the replaced combination 0x5 went";
+  EXPECT_EQ((Masks{0x2, 0x1}), Stored()) << "the replaced combination 0x5 went";
   EXPECT_EQ("Password [0x1]", view.Rows()[static_cast<size_t>(view.selected)]);
   EXPECT_TRUE(editor.modified);
 
   view.selected = 1;  // Fingerprint: rows follow the order of the tokens
-  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) {
-    return Choose(dialog, shown, "Fingerprint", "Smart card");
-  };
+  view.dialogScript = Picks("Fingerprint", "Smart card");
   editor.OnCommand(ID_POLICY_EDIT);
-  EXPECT_EQ((std::vector<ULONGLONG>{0x1, 0x6}), Stored());
+  EXPECT_EQ((Masks{0x1, 0x6}), Stored());
 
   view.selected = 0;
-  view.dialogScript = [](CAuthPolicyAdd&, RecordingAddView&) { return IDCANCEL; };
+  view.dialogScript = nullptr;  // Cancel
   editor.OnCommand(ID_POLICY_EDIT);
-  EXPECT_EQ((std::vector<ULONGLONG>{0x1, 0x6}), Stored());
+  EXPECT_EQ((Masks{0x1, 0x6}), Stored());
 }
 
-TEST_F(Editor, NoAuthenticationEmptiesTheRoleAndAnyCredentialEndsIt) {
+TEST_F(Editor, NoAuthenticationAfterAWarningEmptiesTheRoleAndAnyCredentialEndsIt) {
   TestEditor& editor = Open({0x1, 0x3}, 2, false);
-  boxes.answer = IDYES;
-  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) {
-    return Choose(dialog, shown, "No authentication");
-  };
-  editor.OnPoliciesLinkClicked(0);
-  EXPECT_EQ(std::vector<ULONGLONG>{0x0}, Stored());
-  EXPECT_EQ(Strings{"No authentication [0x0]"}, view.Rows());
-
-  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) {
-    return Choose(dialog, shown, "Smart card");
-  };
-  editor.OnPoliciesLinkClicked(0);
-  EXPECT_EQ(std::vector<ULONGLONG>{0x4}, Stored());
-}
-
-TEST_F(Editor, DeleteAsksAndNeverEmptiesARole) {
-  TestEditor& editor = Open({0x1});
-  editor.DeletePolicyItem(0);
-  ASSERT_EQ(1u, boxes.shown.size());
-  EXPECT_EQ(MB_ICONERROR, boxes.shown[0].type);
-  EXPECT_EQ(std::vector<ULONGLONG>{0x1}, Stored());
-
-  TestEditor& two = Open({0x1, 0x2, 0x4});
   boxes.answers = {IDNO, IDYES};
-  two.DeletePolicyItem(0);
-  EXPECT_EQ(3u, Stored().size());
-  two.DeletePolicyItem(0);
-  EXPECT_EQ((std::vector<ULONGLONG>{0x2, 0x4}), Stored());
-  EXPECT_EQ((Strings{"Fingerprint [0x2]", "Smart card [0x4]"}), view.Rows());
-  EXPECT_EQ(0, view.selected) << "the next row takes the deleted one's place";
-  EXPECT_TRUE(two.modified);
+  view.dialogScript = Picks("No authentication");
+  editor.OnPoliciesLinkClicked(0);
+  EXPECT_EQ((Masks{0x1, 0x3}), Stored()) << "No keeps the dialog open";
+  editor.OnPoliciesLinkClicked(0);
+  EXPECT_EQ(Masks{0x0}, Stored());
+  EXPECT_EQ(Strings{"No authentication [0x0]"}, view.Rows());
+  EXPECT_EQ(UINT{MB_YESNO | MB_ICONWARNING}, boxes.shown.at(1).type);
+  EXPECT_EQ((Strings{"#2[Logon]", "#2[Logon]"}), Boxes());
+
+  view.dialogScript = Picks("Smart card");
+  editor.OnPoliciesLinkClicked(0);
+  EXPECT_EQ(Masks{0x4}, Stored());
 }
 
 TEST_F(Editor, KeysActOnTheSelectedRowAndDeleteFallsThroughToEdit) {
-  TestEditor& editor = Open({0x1, 0x2});
-  view.dialogScript = [](CAuthPolicyAdd&, RecordingAddView&) { return IDCANCEL; };
-  editor.OnKeyDown(kVkDelete);  // nothing selected: nothing happens
+  TestEditor& editor = Open({0x1, 0x2});  // every dialog is cancelled
+  editor.OnKeyDown(kVkDelete);            // nothing selected: nothing happens
   EXPECT_TRUE(boxes.shown.empty());
   EXPECT_EQ(0, view.dialogs);
 
   view.selected = 0;
   boxes.answer = IDYES;
   editor.OnKeyDown(kVkDelete);
-  EXPECT_EQ(std::vector<ULONGLONG>{0x2}, Stored());
+  EXPECT_EQ(Masks{0x2}, Stored());
+  EXPECT_EQ(Strings{"Fingerprint [0x2]"}, view.Rows());
+  EXPECT_TRUE(editor.modified);
   EXPECT_EQ(1, view.dialogs) << "the row now in the deleted one's place is opened";
   EXPECT_EQ((Strings{"(alone)", "Password", "Smart card", "One-time code"}), view.lastDialog.secondary);
 
@@ -317,7 +281,8 @@ TEST_F(Editor, MouseClicksEditDeleteAndOpenTheMenu) {
   boxes.answer = IDNO;
   editor.OnClick(Point{20, 0});
   EXPECT_EQ(1, view.dialogs) << "a click on the delete icon deletes instead";
-  EXPECT_EQ(1u, boxes.shown.size());
+  EXPECT_EQ(Strings{"#173"}, Boxes());
+  EXPECT_EQ((Masks{0x1, 0x2}), Stored()) << "No keeps it";
 
   editor.OnRClick(-1, Point{30, 0});
   EXPECT_EQ("menu 40019", view.log.back()) << "on empty space only adding is offered";
@@ -354,20 +319,16 @@ TEST_F(Editor, RoleGroupsAndMenuCommands) {
   roles.Ensure(1).Add(0x1);
   roles.Ensure(2).roleNameId = IDS_ROLE_RUNTIME;
   roles.Ensure(2).Add(0x2);
-  AuthPolicyEditorArgs args{1, Catalogue(1), Catalogue(2), &registry, &factory, &clock};
-  TestEditor editor(std::move(args), std::move(roles), true, false, true);
-  editor.OnInitDialog(view);
+  TestEditor& editor = OpenRoles(std::move(roles), 1, true, false, true);
   EXPECT_EQ((Strings{"group 1 Logon", "group 2 Runtime"}), (Strings{view.log[0], view.log[1]}));
 
   // Add from the menu of a row goes to that row's role.
   view.hits[10] = {1, 0, kHitOnItemLabel};
   editor.OnRClick(1, Point{10, 0});
-  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) {
-    return Choose(dialog, shown, "Smart card");
-  };
+  view.dialogScript = Picks("Smart card");
   editor.OnCommand(ID_POLICY_ADD);
   EXPECT_FALSE(view.lastDialog.roleChoice);
-  EXPECT_EQ((std::vector<ULONGLONG>{0x2, 0x4}), editor.Roles().Find(2)->Combinations());
+  EXPECT_EQ((Masks{0x2, 0x4}), Stored(2));
 
   // Edit and Delete act on the selected row; the delete icon follows the selection.
   view.selected = 0;
@@ -376,23 +337,12 @@ TEST_F(Editor, RoleGroupsAndMenuCommands) {
   view.dialogScript = [](CAuthPolicyAdd&, RecordingAddView&) { return ID_POLICY_DELETE; };
   boxes.answer = IDYES;
   editor.OnCommand(ID_POLICY_EDIT);  // the dialog's own Delete button
-  EXPECT_EQ((std::vector<ULONGLONG>{0x1}), editor.Roles().Find(1)->Combinations()) << "a role's last one stays";
   editor.OnCommand(ID_POLICY_DELETE);
-  EXPECT_EQ(2u, boxes.shown.size());
+  EXPECT_EQ(Masks{0x1}, Stored(1)) << "a role's last one stays";
+  EXPECT_EQ(UINT{MB_ICONERROR}, boxes.shown.at(0).type);
+  EXPECT_EQ((Strings{"#229", "#229"}), Boxes());
   editor.OnListSetFocus();
   EXPECT_EQ("redraw", view.log.back());
-}
-
-TEST_F(Editor, EnforcementLinkNamesAFutureDate) {
-  clock.SetTime({2026, 11, 1, 23, 12, 0, 0, 0});
-  Open({0x1});
-  EXPECT_EQ("<a>#39</a>", view.enforcementLink);
-  vx::policy::CRoleSettingsTable roles;
-  roles.Ensure(0).enforcementDate = {47000.0, vx::policy::OleDate::valid};  // 4 September 2028
-  AuthPolicyEditorArgs args{1, Catalogue(1), Catalogue(2), &registry, &factory, &clock};
-  TestEditor future(std::move(args), std::move(roles), true, false);
-  future.OnInitDialog(view);
-  EXPECT_EQ("<a>#47[47000]</a>", view.enforcementLink);
 }
 
 TEST(OleDate, ValidOnlyWhenTheFieldsComeBackAndComparedOnTheLine) {
@@ -431,6 +381,7 @@ TEST(OleDate, ValidOnlyWhenTheFieldsComeBackAndComparedOnTheLine) {
   EXPECT_EQ(-1, CompareOleDates(1.0, 1.0 + 7e-6));
 }
 
+// The link names the first record's enforcement date while it lies ahead; the dialog writes that record.
 TEST_F(Editor, EnforcementDialogMovesPastDatesAWeekAheadAndWritesTheFirstRecordOnly) {
   clock.SetTime({2026, 11, 1, 23, 12, 0, 0, 0});
   vx::policy::CRoleSettingsTable roles;
@@ -439,9 +390,8 @@ TEST_F(Editor, EnforcementDialogMovesPastDatesAWeekAheadAndWritesTheFirstRecordO
   second.Add(0x2);
   second.enforcementDate = {47000.0, vx::policy::OleDate::valid};
   second.enforcementMode = vx::policy::VX_ENFORCEPOLICY_IMMEDIATELY;
-  AuthPolicyEditorArgs args{1, Catalogue(1), Catalogue(2), &registry, &factory, &clock};
-  TestEditor editor(std::move(args), std::move(roles), true, false);
-  editor.OnInitDialog(view);
+  TestEditor& editor = OpenRoles(std::move(roles));
+  EXPECT_EQ("<a>#39</a>", view.enforcementLink) << "the first record has no date";
   const auto first = [&] { return editor.Roles().Records().front(); };
 
   // A specific date picked in the past moves to now + 7 days; a future one stays.
@@ -469,7 +419,7 @@ TEST_F(Editor, EnforcementDialogMovesPastDatesAWeekAheadAndWritesTheFirstRecordO
   EXPECT_EQ("<a>#47[46356]</a>", view.enforcementLink);
   EXPECT_TRUE(editor.modified);
 
-  // Immediately is the valid date 0.0; Cancel changes nothing.
+  // Immediately is the valid date 0.0, which lies behind; Cancel changes nothing.
   view.enforcementScript = [](CAuthPolicyAdvanced& dialog, vxtest::RecordingAdvancedView& shown) {
     EXPECT_EQ(2, shown.choice);
     EXPECT_EQ(30, shown.picked.wDay) << "the stored date is shown";
@@ -495,18 +445,21 @@ TEST_F(Editor, EnforcementDialogMovesPastDatesAWeekAheadAndWritesTheFirstRecordO
   EXPECT_FALSE(editor.modified);
 }
 
-TEST_F(Editor, ExplanationPageNamesTheSettingAndExplainsIt) {
+// ---- the pages of a setting
+
+using SettingPages = vxtest::PageFixture;
+
+TEST_F(SettingPages, ExplanationNamesTheSettingAndExplainsIt) {
   struct View final : IExplanationPageView {
     void SetHeading(const std::u16string& text) override { heading = vxtest::Narrow(text); }
     void SetExplanation(const std::u16string& text) override { explanation = vxtest::Narrow(text); }
     std::string heading, explanation = "unset";
   };
-  const std::pair<const char16_t*, UINT> settings[] = {
-      {vx::policy::kLogonPolicy, IDS_EXPLAIN_LOGON},
-      {vx::policy::kRuntimePolicy, IDS_EXPLAIN_RUNTIME},
-      {vx::policy::kKioskRuntimePolicy, IDS_EXPLAIN_KIOSK_RUNTIME},
-      {vx::policy::GPO_DisableCredentials, IDS_EXPLAIN_ENROLLMENT},
-      {u"Other", 0}};
+  const std::pair<const char16_t*, UINT> settings[] = {{vx::policy::kLogonPolicy, IDS_EXPLAIN_LOGON},
+                                                       {vx::policy::kRuntimePolicy, IDS_EXPLAIN_RUNTIME},
+                                                       {vx::policy::kKioskRuntimePolicy, IDS_EXPLAIN_KIOSK_RUNTIME},
+                                                       {vx::policy::GPO_DisableCredentials, IDS_EXPLAIN_ENROLLMENT},
+                                                       {u"Other", 0}};
   for (const auto& [setting, text] : settings) {
     strings.texts[text] = u"explains " + std::u16string(setting);
     View shown;
@@ -516,29 +469,19 @@ TEST_F(Editor, ExplanationPageNamesTheSettingAndExplainsIt) {
   }
 }
 
-TEST(PrecedencePage, WinnerFirstByNameUnderItsColumn) {
+TEST_F(SettingPages, PrecedenceListsTheGposWinnerFirst) {
   struct View final : IPrecedencePageView {
-    void SetHeading(const std::u16string& text) override { heading = !text.empty(); }
-    void SetColumn(const std::u16string&) override { ++columns; }
+    void SetHeading(const std::u16string&) override {}
+    void SetColumn(const std::u16string&) override {}
     void SetGpos(const std::vector<std::u16string>& names) override {
       for (const auto& name : names) gpos.push_back(vxtest::Narrow(name));
     }
-    bool heading = false;
-    int columns = 0;
     Strings gpos;
-  };
-  vx::platform::FakeStringTable strings;
-  strings.texts[IDS_PRECEDENCE_HEADING] = u"heading";
-  vx::InstallReporting({nullptr, &strings, nullptr, nullptr});
+  } shown;
   vx::rsop::RsopPolicyEntry entry;
-  for (View& shown : std::vector<View>(2)) {
-    CPrecedencePolicyPage(entry).OnInitDialog(shown);
-    EXPECT_TRUE(shown.heading);
-    EXPECT_EQ(1, shown.columns);
-    EXPECT_EQ(entry.precedenceList.empty() ? Strings{} : (Strings{"Default", "{6AC1786C-016F}", "Branch"}), shown.gpos);
-    entry.precedenceList = {{u"Branch", 3}, {u"Default", 1}, {u"{6AC1786C-016F}", 2}};
-  }
-  vx::InstallReporting({});
+  entry.precedenceList = {{u"Branch", 3}, {u"Default", 1}, {u"Site", 2}, {u"Second site", 2}};
+  CPrecedencePolicyPage(entry).OnInitDialog(shown);
+  EXPECT_EQ((Strings{"Default", "Site", "Second site", "Branch"}), shown.gpos) << "equals keep their order";
 }
 
 // ---- the page
@@ -605,14 +548,13 @@ TEST_F(Page, RefusesARoleMadeOnlyOfUnreliableCredentials) {
   opened.SetModified(true);
   view.log.clear();
   EXPECT_FALSE(opened.OnApply());
-  ASSERT_EQ(1u, boxes.shown.size());
-  EXPECT_EQ("#1092[PIN,Badge]", vxtest::Narrow(boxes.shown[0].text));
+  EXPECT_EQ(Strings{"#1092[PIN,Badge]"}, Boxes());
   EXPECT_TRUE(gpo.policyChanged.empty()) << "nothing is saved";
   EXPECT_TRUE(opened.IsModified());
   EXPECT_TRUE(view.log.empty()) << "no notification, no broadcast";
 
   boxes.answers = {IDYES};  // Password replaces PIN + Password
-  view.dialogScript = [](CAuthPolicyAdd& dialog, RecordingAddView& shown) { return Choose(dialog, shown, "Password"); };
+  view.dialogScript = Picks("Password");
   opened.OnPoliciesLinkClicked(0);
   EXPECT_TRUE(opened.OnApply()) << "one combination of reliable credentials is enough";
   EXPECT_EQ(" 0x40 0x1", Stored(vx::policy::kLogonPolicy));
@@ -624,9 +566,8 @@ TEST_F(Page, WarnsOfCredentialsDisabledForEnrollmentAndSavesAnyway) {
       Open(vx::policy::kLogonPolicy, 1, {u"0000000000000002", u"0000000000000003", u"0000000000000010"});
   opened.SetModified(true);
   EXPECT_TRUE(opened.OnApply());
-  ASSERT_EQ(1u, boxes.shown.size());
-  EXPECT_EQ("#17[Fingerprint\r\nOne-time code]", vxtest::Narrow(boxes.shown[0].text));
-  EXPECT_EQ(MB_ICONWARNING, boxes.shown[0].type);
+  EXPECT_EQ(UINT{MB_ICONWARNING}, boxes.shown.at(0).type);
+  EXPECT_EQ(Strings{"#17[Fingerprint\r\nOne-time code]"}, Boxes());
   EXPECT_EQ(1u, gpo.policyChanged.size());
 }
 
@@ -655,8 +596,7 @@ TEST_F(Page, FailedSaveIsShownAndKeepsThePageModified) {
   gpo.getRegistryKeyResult = E_ACCESSDENIED;
   view.log.clear();
   EXPECT_FALSE(opened.OnApply());
-  ASSERT_EQ(1u, boxes.shown.size());
-  EXPECT_EQ("#157 (0x80070005)", vxtest::Narrow(boxes.shown[0].text));
+  EXPECT_EQ(Strings{"#157 (0x80070005)"}, Boxes());
   EXPECT_TRUE(opened.IsModified());
   EXPECT_TRUE(view.log.empty());
 }

@@ -167,10 +167,8 @@ TEST_F(EnrollmentPage, WarnsOfCombinationsMadeOnlyOfDisabledCredentialsAndSavesA
   view.SetTicked(0, true);
   view.SetTicked(2, true);
   EXPECT_TRUE(opened.OnApply());
-  ASSERT_EQ(2u, boxes.shown.size());
-  EXPECT_EQ("#19[logon policy|Fingerprint]", vxtest::Narrow(boxes.shown[0].text));
-  EXPECT_EQ(MB_ICONWARNING, boxes.shown[0].type);
-  EXPECT_EQ("#19[runtime policy|Fingerprint+One-time code]", vxtest::Narrow(boxes.shown[1].text));
+  EXPECT_EQ(UINT{MB_ICONWARNING}, boxes.shown.at(0).type);
+  EXPECT_EQ((Strings{"#19[logon policy|Fingerprint]", "#19[runtime policy|Fingerprint+One-time code]"}), Boxes());
   EXPECT_EQ(" 0xFFFFFFFFFFFFFFFA", Disabled());
 }
 
@@ -179,8 +177,7 @@ TEST_F(EnrollmentPage, FailedSaveIsShownAndKeepsThePageModified) {
   opened.OnStateRadio(IDC_DISABLED);
   gpo.getRegistryKeyResult = E_ACCESSDENIED;
   EXPECT_FALSE(opened.OnApply());
-  ASSERT_EQ(1u, boxes.shown.size());
-  EXPECT_EQ("#157 (0x80070005)", vxtest::Narrow(boxes.shown[0].text));
+  EXPECT_EQ(Strings{"#157 (0x80070005)"}, Boxes());
   EXPECT_TRUE(opened.IsModified());
   EXPECT_TRUE(view.log.empty());
 }

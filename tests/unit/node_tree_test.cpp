@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "policy/memory_gpo_information.h"
+#include "page_test_support.h"
 #include "shared_fixtures.h"
 #include "support/error_text.h"
 #include "support/html_help.h"
@@ -25,30 +26,18 @@ namespace {
 constexpr DWORD kMachine = vx::policy::VX_GPO_SECTION_MACHINE;
 constexpr DWORD kUser = vx::policy::VX_GPO_SECTION_USER;
 
-// The editor's information as a policy item's data object gives it, or its failure.
-class GpoSource final : public IGpoInformationSource {
- public:
-  explicit GpoSource(vx::policy::IGpoInformation& gpo) : m_gpo(&gpo, [](vx::policy::IGpoInformation*) {}) {}
-  HRESULT GetGPEInformation(std::shared_ptr<vx::policy::IGpoInformation>& information) override {
-    ++calls;
-    if (FAILED(failure)) return failure;
-    information = m_gpo;
-    return S_OK;
-  }
-  HRESULT failure = S_OK;
-  int calls = 0;
-
- private:
-  std::shared_ptr<vx::policy::IGpoInformation> m_gpo;
-};
-
 class NodeTree : public vxtest::WithPlugins {
  protected:
   void SetUp() override {
     WithPlugins::SetUp();
-    strings.texts = {{6, u"No credential plug-ins"}, {138, u"Keystone"},         {144, u"Not configured"},
-                     {159, u"Enabled"},                {286, u"Disabled"},         {308, u"Logon policy"},
-                     {309, u"Runtime policy"},         {310, u"Kiosk runtime policy"}};
+    strings.texts = {{6, u"No credential plug-ins"},
+                     {138, u"Keystone"},
+                     {144, u"Not configured"},
+                     {159, u"Enabled"},
+                     {286, u"Disabled"},
+                     {308, u"Logon policy"},
+                     {309, u"Runtime policy"},
+                     {310, u"Kiosk runtime policy"}};
     vx::InstallReporting({&messageBox, &strings, nullptr, nullptr});
   }
   void TearDown() override { vx::InstallReporting({}); }
@@ -75,7 +64,7 @@ class NodeTree : public vxtest::WithPlugins {
   HWND owner = reinterpret_cast<HWND>(0x1234);
   NodePorts ports{registry, factory, [this] { return owner; }};
   vx::policy::MemoryGpoInformation gpo;
-  GpoSource source{gpo};
+  vxtest::GpoSource source{gpo};
 };
 
 using RsopNodeTree = vxtest::WithRsopSession<NodeTree>;
@@ -84,7 +73,6 @@ TEST_F(RsopNodeTree, ScopeNodesAndTheKioskExtensionPerSectionAndMode) {
   EXPECT_EQ(std::u16string(CVantorixNode::Identity().displayName), u"[DNL]Vantorix Keystone Client");
   EXPECT_EQ(GuidToString(CAuthenticationNode::Identity().nodeType), u"{830CA3CA-7280-4F60-BDDD-B03EFDC527B7}");
   EXPECT_EQ(CSecurityNode().Children(), (std::vector{ScopeNodeKind::Authentication, ScopeNodeKind::Enrollment}));
-
   CVantorixNode user(kUser, {});
   EXPECT_EQ(user.Children(), std::vector{ScopeNodeKind::Security});
   EXPECT_FALSE(user.KioskExtension(true).has_value()) << "the user section has no Kiosk node";
@@ -112,7 +100,6 @@ TEST_F(NodeTree, EditingModeCreatesTheItemsOfTheSectionInOrder) {
   for (const auto& item : machine.Items()) {
     types.push_back(item->PolicyType());
     EXPECT_EQ(item->GetResultPaneColInfo(1), u"Not configured");
-    EXPECT_EQ(item->GPOSection(), kMachine);
     EXPECT_EQ(item->PrimaryTokens().GetSize(), 1) << "the secondary-only code is no primary token";
     EXPECT_EQ(item->SecondaryTokens().GetSize(), 2) << "a password counts as primary and secondary";
   }

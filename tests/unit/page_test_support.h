@@ -198,17 +198,17 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
 class PageFixture : public ::testing::Test {
  protected:
   PageFixture() {
-    for (UINT id : {2u, 3u, 4u, 5u, 17u, 47u, 227u, 289u, 1092u}) strings.texts[id] = vx::Format(u"#%u[%%ls]", id);
+    strings.texts = {{IDS_ERROR_WITH_CODE, u"%ls (0x%08X)"},
+                     {IDS_COMBINATION_JOINER, u" + "},
+                     {IDS_PRIMARY_ALONE, u"(alone)"},
+                     {IDS_NO_AUTHENTICATION, u"No authentication"},
+                     {IDS_ROLE_LOGON, u"Logon"},
+                     {IDS_ROLE_RUNTIME, u"Runtime"},
+                     {IDS_ENFORCEMENT_UNCONFIGURED, u"Not configured"},
+                     {IDS_ENFORCEMENT_IMMEDIATELY, u"Immediately"},
+                     {IDS_ENFORCEMENT_SPECIFIC_DATE, u"From a date"}};
+    for (UINT id : {2u, 5u, 17u, 47u, 227u, 289u, 1092u}) strings.texts[id] = vx::Format(u"#%u[%%ls]", id);
     for (UINT id : {39u, 157u, 173u, 229u}) strings.texts[id] = vx::Format(u"#%u", id);
-    strings.texts[IDS_ERROR_WITH_CODE] = u"%ls (0x%08X)";
-    strings.texts[IDS_COMBINATION_JOINER] = u" + ";
-    strings.texts[IDS_PRIMARY_ALONE] = u"(alone)";
-    strings.texts[IDS_NO_AUTHENTICATION] = u"No authentication";
-    strings.texts[IDS_ROLE_LOGON] = u"Logon";
-    strings.texts[IDS_ROLE_RUNTIME] = u"Runtime";
-    strings.texts[IDS_ENFORCEMENT_UNCONFIGURED] = u"Not configured";
-    strings.texts[IDS_ENFORCEMENT_IMMEDIATELY] = u"Immediately";
-    strings.texts[IDS_ENFORCEMENT_SPECIFIC_DATE] = u"From a date";
     vx::InstallReporting({&boxes, &strings, nullptr, nullptr});
     Register(u"Password", 0x1, 1);
     Register(u"Fingerprint", 0x2, 2);
@@ -236,6 +236,13 @@ class PageFixture : public ::testing::Test {
     tokens.LoadElements(true);
     return vx::pages::ReadTokens(tokens);
   }
+  // The texts of the message boxes shown so far, which are then forgotten.
+  std::vector<std::string> Boxes() {
+    std::vector<std::string> texts;
+    for (const auto& box : boxes.shown) texts.push_back(Narrow(box.text));
+    boxes.shown.clear();
+    return texts;
+  }
 
   vx::platform::FakeStringTable strings;
   vx::platform::RecordingMessageBox boxes;
@@ -247,14 +254,18 @@ class PageFixture : public ::testing::Test {
   int m_registered = 0;
 };
 
-// The editor's GPO as the pages reach it.
+// The editor's GPO as a policy item's data object gives it, or the failure set.
 class GpoSource final : public vx::snapin::IGpoInformationSource {
  public:
   explicit GpoSource(vx::policy::IGpoInformation& gpo) : m_gpo(&gpo, [](vx::policy::IGpoInformation*) {}) {}
   HRESULT GetGPEInformation(std::shared_ptr<vx::policy::IGpoInformation>& information) override {
+    ++calls;
+    if (FAILED(failure)) return failure;
     information = m_gpo;
     return S_OK;
   }
+  HRESULT failure = S_OK;
+  int calls = 0;
 
  private:
   std::shared_ptr<vx::policy::IGpoInformation> m_gpo;

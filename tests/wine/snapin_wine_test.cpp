@@ -1,6 +1,6 @@
 // The snap-in's COM layer driven by a console of this test, for what the console host does not show:
-// the items it inserts with their parents, the dynamic Kiosk extension, and the formats its data
-// objects hand the console. The editor's Software Settings node (the host's) offers a test GPO.
+// the dynamic Kiosk extension, expansion once only, and the formats its data objects hand the console.
+// The editor's Software Settings node (the host's) offers a test GPO.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -158,6 +158,8 @@ class SnapinWine : public ::testing::Test {
   ComPtr<IComponentData> data;
 };
 
+// The console host shows the names and parents of the nodes; here what it does not: the dynamic Kiosk
+// extension of the machine's product node, and each section expanded once.
 TEST_F(SnapinWine, EditorSectionsGetTheBranchOnceAndTheMachineOneTheKioskExtension) {
   EditorNode foreign(vx::console::kRsopMachineNodeType, IID_IGPEInformation, &gpe);
   EXPECT_EQ(data->Notify(&foreign, MMCN_EXPAND, TRUE, kEditorItem), S_FALSE) << "not a node of the editor";
@@ -167,17 +169,9 @@ TEST_F(SnapinWine, EditorSectionsGetTheBranchOnceAndTheMachineOneTheKioskExtensi
 
   ASSERT_NO_FATAL_FAILURE(ExpandAll(NODETYPE_ComputerSoftwareSettings));
   ASSERT_EQ(console.inserted.size(), 8u);
-  const Inserted* machine = &console.inserted[4];
-  const std::pair<std::string, HSCOPEITEM> expected[] = {{"[DNL]Vantorix Keystone Client", kEditorItem},
-                                                         {"[DNL]Security", machine[0].id},
-                                                         {"[DNL]Authentication", machine[1].id},
-                                                         {"[DNL]Enrollment", machine[1].id}};
-  for (size_t i = 0; i < 4; ++i) {
-    EXPECT_EQ(machine[i].name, expected[i].first);
-    EXPECT_EQ(machine[i].parent, expected[i].second) << machine[i].name;
-  }
+  EXPECT_EQ(console.inserted[4].name, "[DNL]Vantorix Keystone Client");
   ASSERT_EQ(console.extensions.size(), 1u);
-  EXPECT_EQ(console.extensions[0].first, machine[0].id);
+  EXPECT_EQ(console.extensions[0].first, console.inserted[4].id);
   wchar_t clsid[40];
   ::StringFromGUID2(console.extensions[0].second, clsid, 40);
   EXPECT_EQ(Narrow(clsid), "{54C7735F-A199-B177-9E9C-9A9EEA0C9150}");

@@ -68,14 +68,6 @@ class ScratchKey {
   ScratchKey(const ScratchKey&) = delete;
   ScratchKey& operator=(const ScratchKey&) = delete;
   const std::wstring& Path() const { return m_path; }
-  bool Has(const std::wstring& below) const {
-    HKEY key = nullptr;
-    if (::RegOpenKeyExW(HKEY_CURRENT_USER, (m_path + L"\\" + below).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
-      return false;
-    }
-    ::RegCloseKey(key);
-    return true;
-  }
 
  private:
   static constexpr wchar_t kParent[] = L"Software\\VXGPOSnapinTests";
