@@ -27,30 +27,24 @@ class Checks : public vxtest::TracingFixture {
 };
 
 HRESULT Fails() { return E_ACCESSDENIED; }
-HRESULT Succeeds() { return S_FALSE; }
 
 }  // namespace
 
 TEST_F(Checks, ChecksThrowTheirCodeAndTraceLineFileAndExpression) {
   EXPECT_EQ(vx::CheckResult(S_FALSE, "quiet()", "a.cpp", 1), S_FALSE);
   int* cpsite = nullptr;
-  int value = 1, cpelementRegisteredUI = 0;
-  int* present = &value;
-  EXPECT_EQ(Thrown([] { VX_CHECK(Succeeds()); }), S_OK);
-  EXPECT_EQ(Thrown([&] { HPTR(present); }), S_OK);
-  EXPECT_EQ(Thrown([] { _W32_TEST_ERROR(0); }), S_OK);
+  int cpelementRegisteredUI = 0;
   const int line = __LINE__;
   EXPECT_EQ(Thrown([] { VX_CHECK(Fails()); }), E_ACCESSDENIED);
   EXPECT_EQ(Thrown([&] { HPTR(cpsite); }), E_POINTER);
   EXPECT_EQ(Thrown([&] { _COM_TEST_BOOL((0 != cpelementRegisteredUI)); }), E_POINTER);
   EXPECT_EQ(Thrown([] { _W32_TEST_ERROR(5); }), static_cast<HRESULT>(0x80070005u));
   const auto at = [&](int offset) { return " [" + std::to_string(line + offset) + " : check_test.cpp] "; };
-  Stop();
-  EXPECT_EQ(vxtest::Texts(File(), 'E'),
+  EXPECT_EQ(Written('E'),
             (std::vector<std::string>{"-2147024891" + at(1) + "Fails()", "-2147467261" + at(2) + "HPTR(cpsite)",
                                       "-2147467261" + at(3) + "_COM_TEST_BOOL((0 != cpelementRegisteredUI))",
                                       "-2147024891" + at(4) + "_W32_TEST_ERROR"}));
-  EXPECT_EQ(vxtest::Texts(File(), '>'), std::vector<std::string>(4, " ")) << "each in a scope of its own";
+  EXPECT_EQ(Written('>'), std::vector<std::string>(4, " ")) << "each in a scope of its own";
 }
 
 TEST_F(Checks, BoundaryTurnsExceptionsIntoCodesAndWritesTheResult) {
@@ -58,7 +52,6 @@ TEST_F(Checks, BoundaryTurnsExceptionsIntoCodesAndWritesTheResult) {
     CTraceScope scope("CTest::Operation");
     return vx::HResultBoundary(scope, body);
   };
-  EXPECT_EQ(run([] { return S_OK; }), S_OK);
   EXPECT_EQ(run([]() -> HRESULT {
               VX_CHECK(Fails());
               return S_OK;
@@ -89,15 +82,12 @@ TEST_F(Checks, MessageBoxResultShowsFailuresOnly) {
             std::tuple(owner, u"The policies could not be saved. Access is denied. (0x80070005)", u"Keystone Client",
                        UINT{MB_OK | MB_ICONERROR}));
   EXPECT_EQ(errorText.outstanding, 0) << "the library's buffer is freed";
-
-  // No text for the code: the caller's text stands alone in the format.
-  vx::MessageBoxResult(owner, u"Saving failed.", E_FAIL);
-  EXPECT_EQ(messageBox.shown[1].text, u"Saving failed. (0x80004005)");
 }
 
 TEST_F(Checks, ErrorTextsAreEmptyOrAGeneratedTextWhenTheSystemHasNone) {
   errorText.texts[E_POINTER] = u"";
   EXPECT_EQ(vx::GetHresultText(E_POINTER), u"");
+  EXPECT_EQ(vx::GetHresultText(E_FAIL), u"") << "no text for the code";
   errorText.present = false;
   EXPECT_EQ(vx::GetHresultText(E_FAIL), u"");
   EXPECT_EQ(errorText.outstanding, 0);
@@ -112,11 +102,9 @@ TEST_F(Checks, ErrorTextsAreEmptyOrAGeneratedTextWhenTheSystemHasNone) {
 }
 
 TEST(CodesAndNames, Win32CodesBecomeHresultsAndEnumValuesNames) {
-  EXPECT_EQ(vx::HResultFromWin32(5), static_cast<HRESULT>(0x80070005u));
   EXPECT_EQ(vx::HResultFromWin32(0x12345), static_cast<HRESULT>(0x80072345u));
   EXPECT_EQ(vx::HResultFromWin32(0), 0);
   EXPECT_EQ(vx::HResultFromWin32(-5), -5);
   EXPECT_EQ(vx::GetEnumValueName(2), u"VX_ENFORCEPOLICY_SPECIFICDATE");
-  EXPECT_EQ(vx::GetEnumValueName(7), u"UNEXPECTED_0x7");
   EXPECT_EQ(vx::GetEnumValueName(0xFFFFFFFF), u"UNEXPECTED_0xFFFFFFFF");
 }

@@ -15,8 +15,9 @@ using TraceRecords = vxtest::TracingFixture;
 
 TEST_F(TraceRecords, HeaderEveryLineInOrder) {
   vx::platform::WriteString(*Key(u"SOFTWARE\\Vantorix\\Products\\Keystone Client"), u"Version", u"5.1.2");
+  Key(u"SOFTWARE\\Vantorix\\Products\\Other");  // no version
   auto lines = HeaderLines(registry, process, clock.time);
-  ASSERT_EQ(lines.size(), 12u);
+  ASSERT_EQ(lines.size(), 13u);
   EXPECT_EQ(lines[1].rfind("Compiled: ", 0), 0u);
   EXPECT_EQ(lines[1].size(), std::string("Compiled: Feb 24 2014 12:34:56").size());
   lines[1] = "Compiled";
@@ -24,7 +25,8 @@ TEST_F(TraceRecords, HeaderEveryLineInOrder) {
             (std::vector<std::string>{
                 "trace3", "Compiled", "File location: C:\\Program Files\\Vantorix\\VXGPOSnapin.dll", "OS: Windows7",
                 "ServicePack: Service Pack 1", "Machine name: ADMIN-PC", "Trace Ver: 3.0.1", "FileVersion: 3.2.7.6",
-                "Product: Keystone Client; Version: 5.1.2", "installation: NETWORK", "11/22/2026 20:47:05.123", "."}));
+                "Product: Keystone Client; Version: 5.1.2", "Product: Other; Version: ERROR(0x2)",
+                "installation: NETWORK", "11/22/2026 20:47:05.123", "."}));
   process.hasVersion = false;
   EXPECT_EQ(FileVersionLine(process, u"C:\\x.dll"), "FileVersion: UNKNOWN");
 }
@@ -43,7 +45,6 @@ TEST(TraceHeader, OsLineTable) {
       {{VER_PLATFORM_WIN32_NT, 5, 1, ws, u""}, "OS: WindowsXP"},
       {{VER_PLATFORM_WIN32_NT, 5, 2, server, u""}, "OS: Server2003"},
       {{VER_PLATFORM_WIN32_NT, 5, 0, ws, u""}, "OS: Windows2000"},
-      {{VER_PLATFORM_WIN32_NT, 5, 9, ws, u""}, "OS: Windows2000"},
       {{VER_PLATFORM_WIN32_NT, 10, 0, ws, u""}, "OS: UNKNOWN OS(Major:10 Minor:0)"},
       {{1, 6, 1, ws, u""}, "OS: UNKNOWN OS(Major:6 Minor:1)"},
   };
@@ -54,16 +55,8 @@ TEST_F(TraceRecords, HeaderProductAndInstallationLines) {
   EXPECT_EQ(ProductLines(registry), std::vector<std::string>{"No Corvane products found"});
   Key(u"SOFTWARE\\Vantorix\\Products");
   EXPECT_EQ(ProductLines(registry), std::vector<std::string>{"No Corvane products found"}) << "no subkey";
-  vx::platform::WriteString(*Key(u"SOFTWARE\\Vantorix\\Products\\Alpha"), u"Version", u"1.0");
-  Key(u"SOFTWARE\\Vantorix\\Products\\Beta");
-  EXPECT_EQ(ProductLines(registry),
-            (std::vector<std::string>{"Product: Alpha; Version: 1.0", "Product: Beta; Version: ERROR(0x2)"}));
-
-  // LOCAL only for a DWORD zero.
-  EXPECT_EQ(InstallationLine(registry), "installation: NETWORK");
+  // LOCAL only for a DWORD zero; no key at all is in the whole header's test.
   auto key = Key(u"SOFTWARE\\Policies\\Vantorix");
-  vx::platform::WriteString(*key, u"NetworkSupport", u"0");
-  EXPECT_EQ(InstallationLine(registry), "installation: NETWORK");
   vx::platform::WriteDword(*key, u"NetworkSupport", 1);
   EXPECT_EQ(InstallationLine(registry), "installation: NETWORK");
   vx::platform::WriteDword(*key, u"NetworkSupport", 0);
@@ -105,7 +98,6 @@ TEST_F(TraceRecords, NamesAreCutAMissingNameIsMarkedAndEachRecordCarriesItsThrea
   const auto file = File();
   ASSERT_EQ(Kinds(file), "tT><><><") << "the exit is written during unwinding too";
   EXPECT_EQ(Texts(file, '>'), (std::vector<std::string>{std::string(99, 'n'), "????", "CTest::Throwing"}));
-  EXPECT_EQ(file.records[2].threadId, 7u);
   EXPECT_EQ(file.records[4].threadId, 99u);
 }
 
@@ -140,10 +132,8 @@ TEST_F(TraceRecords, MessageFormatsAreCutToFitAndAlwaysTheTextAtTheirAddressNow)
   EXPECT_EQ(std::vector<std::string>(texts.begin(), texts.begin() + 8),
             (std::vector<std::string>{"", "text and x stay narrow", std::string(399, 'a'), std::string(398, 'b'),
                                       "100%hs done", "first 1", "second text", "second text!"}));
-  for (size_t i = 0; i < 600; ++i) {
-    const std::string number = std::to_string(i % 300);
-    EXPECT_EQ(texts[8 + i], "format " + number + " = " + number);
-  }
+  for (size_t i = 0; i < 600; ++i)
+    EXPECT_EQ(texts[8 + i], "format " + std::to_string(i % 300) + " = " + std::to_string(i % 300));
   EXPECT_EQ(texts.back(), std::string(399, '-'));
 }
 

@@ -59,6 +59,11 @@ class TraceFixture : public ::testing::Test {
     EXPECT_FALSE(file.fault) << file.fault->message;
     return file;
   }
+  // Ends the run and gives the texts of the records of one kind.
+  std::vector<std::string> Written(char kind) {
+    Stop();
+    return Texts(File(), kind);
+  }
 
   vx::platform::MemoryRegistry registry;
   vx::platform::FakeClock clock;
@@ -73,11 +78,6 @@ class TracingFixture : public TraceFixture {
   void SetUp() override {
     Config(u"DoTrace", 1);
     Start();
-  }
-  // Ends the run and gives the texts of the records of one kind.
-  std::vector<std::string> Written(char kind) {
-    Stop();
-    return Texts(File(), kind);
   }
 };
 

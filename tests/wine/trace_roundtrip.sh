@@ -36,7 +36,7 @@ check "header names the program as the module" grep -q 'File location: .*trace_d
 check "four operations entered" test "$(count -E '> +CTraceDemo::Operation' "$out")" -eq 4
 check "messages carry narrow and wide arguments" grep -qE ' U +round 2 of demo, wide été$' "$out"
 check "the checked failure is traced with file, line and expression" \
-  grep -qE ' E +-2147024891 \[[0-9]+ : trace_demo.cpp\] Denied\(\)$' "$out"
+  grep -qE ' E +-2147024891 \[[0-9]+ : trace_demo.cpp\] E_ACCESSDENIED$' "$out"
 enters=$(grep -cE ' [0-9A-F]{8} > ' "$out")
 exits=$(grep -cE ' [0-9A-F]{8} <$' "$out")
 check "every scope exits, also the ones a failure passed through ($enters, $exits)" test "$enters" -eq "$exits"
