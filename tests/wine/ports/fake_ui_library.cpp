@@ -10,12 +10,10 @@ LONG g_outstanding = 0;  // buffers handed out and not yet freed
 }  // namespace
 
 extern "C" __declspec(dllexport) HRESULT WINAPI KELTFormatMessage(HRESULT hr, DWORD flags, LPWSTR* buffer) {
-  if (buffer == nullptr) return E_POINTER;
   *buffer = nullptr;
   if (hr == E_NOTIMPL) return E_FAIL;
   constexpr size_t kChars = 64;
   auto* text = static_cast<wchar_t*>(::HeapAlloc(::GetProcessHeap(), 0, kChars * sizeof(wchar_t)));
-  if (text == nullptr) return E_OUTOFMEMORY;
   std::swprintf(text, kChars, L"Text of 0x%08lX (flags %lu)", static_cast<unsigned long>(hr),
                 static_cast<unsigned long>(flags));
   ::InterlockedIncrement(&g_outstanding);
@@ -25,7 +23,6 @@ extern "C" __declspec(dllexport) HRESULT WINAPI KELTFormatMessage(HRESULT hr, DW
 
 #if !defined(VX_FAKE_UI_WITHOUT_FREE)
 extern "C" __declspec(dllexport) void WINAPI KELTBufferFree(LPVOID buffer) {
-  if (buffer == nullptr) return;
   ::HeapFree(::GetProcessHeap(), 0, buffer);
   ::InterlockedDecrement(&g_outstanding);
 }
