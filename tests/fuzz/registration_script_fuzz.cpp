@@ -13,16 +13,10 @@ namespace {
 
 using namespace vx::module;
 
+// A quote or a percent sign is written twice.
 std::u16string Quote(std::u16string_view text) {
   std::u16string out = u"'";
-  for (char16_t c : text) {
-    if (c == u'\'')
-      out += u"''";
-    else if (c == u'%')
-      out += u"%%";
-    else
-      out += c;
-  }
+  for (char16_t c : text) out += c == u'\'' || c == u'%' ? std::u16string(2, c) : std::u16string(1, c);
   return out + u"'";
 }
 
@@ -66,9 +60,7 @@ std::u16string Write(const RegistrationScript& script, size_t maxDepth) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::u16string text = vx::Utf8ToUtf16(std::string_view(reinterpret_cast<const char*>(data), size));
   const Replacements replacements{{u"MODULE", u"C:\\It's {here}\\m.dll"}};
-  ScriptLimits limits;
-  limits.maxDepth = 8;
-  limits.maxToken = 64;
+  ScriptLimits limits{.maxDepth = 8, .maxToken = 64};
   RegistrationScript script;
   ScriptError error;
   if (!ParseRegistrationScript(text, replacements, script, error, limits)) {

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "platform/text.h"
@@ -67,22 +67,17 @@ TEST(FixtureFile, AWrongLineIsReportedWithItsNumberAndReason) {
     const char* message;
   } cases[] = {
       {"machine | 1 | GPO | LogonPolicy", 1, "expected 5 or 6 fields separated by '|', found 4"},
-      {"machine | 1 | GPO | LogonPolicy | 1\nuser | 1 | GPO | RuntimePolicy | 1 | deleted | x", 2,
-       "expected 5 or 6 fields separated by '|', found 7"},
+      {"user|1|G|S|1\nuser|1|G|S|1|deleted|x", 2, "expected 5 or 6 fields separated by '|', found 7"},
       {"# ok\n\ncomputer | 1 | GPO | LogonPolicy | 1", 3, "unknown section 'computer' (machine or user)"},
       {"user | 0 | GPO | RuntimePolicy | 1", 1, "bad precedence '0' (a whole number from 1 to 2147483647)"},
-      {"user | 2147483648 | GPO | RuntimePolicy | 1", 1,
-       "bad precedence '2147483648' (a whole number from 1 to 2147483647)"},
+      {"user | 2147483648 | G | S | 1", 1, "bad precedence '2147483648' (a whole number from 1 to 2147483647)"},
       {"user | 1x | GPO | RuntimePolicy | 1", 1, "bad precedence '1x' (a whole number from 1 to 2147483647)"},
       {"user |  | GPO | RuntimePolicy | 1", 1, "bad precedence '' (a whole number from 1 to 2147483647)"},
       {"user | 1 |  | RuntimePolicy | 1", 1, "empty GPO"},
       {"user | 1 | GPO |   | 1", 1, "empty setting name"},
       {"user | 1 | GPO | RuntimePolicy | 3,,1", 1, "bad mask '' (1 to 16 hexadecimal digits)"},
       {"user | 1 | GPO | RuntimePolicy | 12G", 1, "bad mask '12G' (1 to 16 hexadecimal digits)"},
-      {"user | 1 | GPO | RuntimePolicy | 0x", 1, "bad mask '0x' (1 to 16 hexadecimal digits)"},
-      {"user | 1 | GPO | RuntimePolicy | 1 2", 1, "bad mask '1 2' (1 to 16 hexadecimal digits)"},
-      {"user | 1 | GPO | RuntimePolicy | 10000000000000000", 1,
-       "bad mask '10000000000000000' (1 to 16 hexadecimal digits)"},
+      {"user | 1 | G | S | 10000000000000000", 1, "bad mask '10000000000000000' (1 to 16 hexadecimal digits)"},
       {"user | 1 | GPO | RuntimePolicy | 1 | yes", 1, "bad deleted field 'yes' (deleted or nothing)"},
   };
   for (const auto& c : cases) {
@@ -111,11 +106,9 @@ TEST(FixtureFile, LongFieldsAreCutInMessagesAndOversizedFilesAreRefused) {
 TEST(FixtureFile, TheSampleFixtureParses) {
   std::ostringstream text;
   text << std::ifstream(VX_SAMPLE_FIXTURE, std::ios::binary).rdbuf();
-  const auto settings = ParseGood(text.str());
-  const auto machine = std::count_if(settings.begin(), settings.end(),
-                                     [](const FixtureSetting& s) { return s.section == FixtureSection::Machine; });
-  EXPECT_GT(machine, 0);
-  EXPECT_LT(static_cast<size_t>(machine), settings.size());
+  std::set<FixtureSection> sections;
+  for (const FixtureSetting& setting : ParseGood(text.str())) sections.insert(setting.section);
+  EXPECT_EQ(sections.size(), 2u);
 }
 
 }  // namespace
