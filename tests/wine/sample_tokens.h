@@ -13,29 +13,24 @@ namespace vxtest {
 
 inline constexpr wchar_t kPluginsKey[] = L"SOFTWARE\\Vantorix\\KELT\\Plugins";
 
-// The first count of these samples in a list (GPOEditorTokens, Tokens); false when the registry refuses.
-inline bool RegisterSamples(const wchar_t* list, int count) {
+// Every signed sample registered in both of the snap-in's plug-in lists; false when the registry refuses.
+inline bool RegisterAllSamples() {
   const wchar_t* const samples[][2] = {{VX_SAMPLE_CLSID_PASSWORD, L"vxsample_password.dll"},
                                        {VX_SAMPLE_CLSID_FINGERPRINT, L"vxsample_fingerprint.dll"},
                                        {VX_SAMPLE_CLSID_SMARTCARD, L"vxsample_smartcard.dll"},
                                        {VX_SAMPLE_CLSID_ONETIMECODE, L"vxsample_onetimecode.dll"},
                                        {VX_SAMPLE_CLSID_BIOMETRICS, L"vxsample_biometrics.dll"},
                                        {VX_SAMPLE_CLSID_SECURITYKEY, L"vxsample_securitykey.dll"}};
-  for (int i = 0; i < count; ++i) {
-    const std::wstring key = std::wstring(kPluginsKey) + L"\\UIElements\\" + list + L"\\" + samples[i][0];
-    const std::wstring path = BesideProgram(samples[i][1]);
-    if (::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr, REG_SZ, path.c_str(),
-                          static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))) != ERROR_SUCCESS)
-      return false;
-  }
+  for (const wchar_t* list : {L"GPOEditorTokens", L"Tokens"})
+    for (const auto& [clsid, file] : samples) {
+      const std::wstring key = std::wstring(kPluginsKey) + L"\\UIElements\\" + list + L"\\" + clsid;
+      const std::wstring path = BesideProgram(file);
+      if (::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr, REG_SZ, path.c_str(),
+                            static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))) != ERROR_SUCCESS)
+        return false;
+    }
   return true;
 }
-
-// Password, fingerprint and smart card in the editor's token list.
-inline bool RegisterSampleTokens() { return RegisterSamples(L"GPOEditorTokens", 3); }
-
-// Every sample above in both of the snap-in's lists.
-inline bool RegisterAllSamples() { return RegisterSamples(L"GPOEditorTokens", 6) && RegisterSamples(L"Tokens", 6); }
 
 inline void RemovePlugins() { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPluginsKey); }
 

@@ -36,15 +36,10 @@ class Element final : public Counted<IKELTElementUI>, public IKELTCredential, pu
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
     *out = nullptr;
-    if (iid == IID_IUnknown || iid == IID_IKELTElementUI) {
-      *out = static_cast<IKELTElementUI*>(this);
-    } else if (iid == IID_IKELTCredential && !m_group) {
-      *out = static_cast<IKELTCredential*>(this);
-    } else if (iid == IID_IKELTObjectWithSite && !m_group) {
-      *out = static_cast<IKELTObjectWithSite*>(this);
-    } else {
-      return E_NOINTERFACE;
-    }
+    if (iid == IID_IUnknown || iid == IID_IKELTElementUI) *out = static_cast<IKELTElementUI*>(this);
+    if (iid == IID_IKELTCredential && !m_group) *out = static_cast<IKELTCredential*>(this);
+    if (iid == IID_IKELTObjectWithSite && !m_group) *out = static_cast<IKELTObjectWithSite*>(this);
+    if (*out == nullptr) return E_NOINTERFACE;
     AddRef();
     return S_OK;
   }
@@ -53,21 +48,15 @@ class Element final : public Counted<IKELTElementUI>, public IKELTCredential, pu
 
   HRESULT STDMETHODCALLTYPE GetProperty(long id, VARIANT* value) override {
     ::VariantInit(value);
-    if (id == eKELT_LST_NAME) {
-      V_VT(value) = VT_BSTR;
-      V_BSTR(value) = ::SysAllocString(m_group ? L"TestGroup" : L"Token");
-      return S_OK;
-    }
     if (id != eKELT_LST_SUBELEMENTS || !m_group) return E_INVALIDARG;
-    // Bounds 3 to 7, so that a reader that assumes a lower bound of 0 is caught; 7 stays VT_EMPTY.
-    SAFEARRAYBOUND bound = {5, 3};
+    // Bounds 3 to 6, so that a reader that assumes a lower bound of 0 is caught; 6 stays VT_EMPTY.
+    SAFEARRAYBOUND bound = {4, 3};
     V_VT(value) = VT_ARRAY | VT_VARIANT;
     V_ARRAY(value) = ::SafeArrayCreate(VT_VARIANT, 1, &bound);
     IStream* noElement = nullptr;
     ::CreateStreamOnHGlobal(nullptr, TRUE, &noElement);
-    IUnknown* const entries[] = {static_cast<IKELTElementUI*>(new Element(false)), nullptr,
-                                 static_cast<IKELTElementUI*>(new Element(false)), noElement};
-    for (LONG index = 3; index < 7; ++index) {
+    IUnknown* const entries[] = {static_cast<IKELTElementUI*>(new Element(false)), nullptr, noElement};
+    for (LONG index = 3; index < 6; ++index) {
       VARIANT entry;
       V_VT(&entry) = VT_UNKNOWN;
       V_UNKNOWN(&entry) = entries[index - 3];
@@ -77,12 +66,9 @@ class Element final : public Counted<IKELTElementUI>, public IKELTCredential, pu
     return S_OK;
   }
 
-  HRESULT STDMETHODCALLTYPE GetCredProperty(long id, VARIANT* value) override {
+  HRESULT STDMETHODCALLTYPE GetCredProperty(long, VARIANT* value) override {
     ::VariantInit(value);
-    if (id != eKELT_CRED_MASK) return E_INVALIDARG;
-    V_VT(value) = VT_UI4;
-    V_UI4(value) = kTokenMask;
-    return S_OK;
+    return E_INVALIDARG;
   }
 
   // A site must be a real object: it has to answer for IUnknown.
@@ -111,7 +97,7 @@ class ClassObject final : public Counted<IClassFactory> {
   }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID iid, void** out) override {
     *out = nullptr;
-    if (m_refuses) return kFactoryFailure;
+    if (m_refuses) return CLASS_E_NOTLICENSED;
     Element* element = new Element(true);
     const HRESULT hr = element->QueryInterface(iid, out);
     element->Release();
