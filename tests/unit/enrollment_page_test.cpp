@@ -1,5 +1,5 @@
 // The enrollment page's decisions: which credentials show ticked, when a tick may change, and what
-// Apply stores and warns about.
+// Apply stores (its warnings are shown by vxpolicy check, in vxpolicy_test).
 #include <gtest/gtest.h>
 
 #include "page_test_support.h"
@@ -19,13 +19,14 @@ class RecordingEnrollmentView final : public IEnrollmentPageView {
   int AddTokenIcon(const PageToken& token) override { return static_cast<int>(token.mask); }
   void SetPrompt(const std::u16string&) override {}
   void AppendItem(const std::u16string& text, int, ULONGLONG, bool on) override {
-    rows.push_back(vxtest::Narrow(text));
-    ticked.push_back(on);
+    rows.push_back((on ? "[x] " : "") + vxtest::Narrow(text));
   }
   void SetTicked(int row, bool on) override {
-    const UINT before = CheckState(ticked[static_cast<size_t>(row)]), after = CheckState(on);
+    std::string& shown = rows[static_cast<size_t>(row)];
+    const bool was = shown.starts_with("[x] ");
+    const UINT before = CheckState(was), after = CheckState(on);
     if (!page->OnItemChanging(row, before, after)) return;
-    ticked[static_cast<size_t>(row)] = on;
+    shown = (on ? "[x] " : "") + shown.substr(was ? 4 : 0);
     page->OnTokensItemChanged(row, before, after);
   }
   // Rows are 20 high; the x of a point gives the hit flags.
@@ -38,27 +39,14 @@ class RecordingEnrollmentView final : public IEnrollmentPageView {
     log.push_back("broadcast " + std::to_string(wParam) + " " + std::to_string(lParam));
   }
 
-  // "Password" or "[x] Password" per row.
-  Strings Shown() const {
-    Strings lines;
-    for (size_t i = 0; i < rows.size(); ++i) lines.push_back((ticked[i] ? "[x] " : "") + rows[i]);
-    return lines;
-  }
-
   CEnrollmentPolicyPage* page = nullptr;
-  Strings rows, log;
-  std::vector<bool> ticked;
+  Strings rows, log;  // rows as shown: "Password" or "[x] Password"
   UINT checked = 0;
   bool controlsEnabled = false, modified = false;
 };
 
 class EnrollmentPage : public vxtest::GpoPageFixture {
  protected:
-  EnrollmentPage() {
-    strings.texts[IDS_WARN_ENROLLMENT_CONFLICT] = u"#19[%ls|%ls]";
-    strings.texts[IDS_LOGON_POLICY_NAME] = u"logon policy";
-    strings.texts[IDS_RUNTIME_POLICY_NAME] = u"runtime policy";
-  }
   // The page of the machine section's enrollment policy as stored in the GPO (or the RSoP data).
   CEnrollmentPolicyPage& Open(vx::rsop::CRsopDataPtr rsop = {}) {
     node = std::make_shared<vx::snapin::CEnrollmentPolicyNode>(ports, kMachine, rsop);
@@ -70,7 +58,6 @@ class EnrollmentPage : public vxtest::GpoPageFixture {
     page->OnInitDialog(view);
     return *page;
   }
-  std::string Disabled() { return Stored(vx::policy::GPO_DisableCredentials); }
 
   std::shared_ptr<vx::snapin::CEnrollmentPolicyNode> node;
   std::unique_ptr<CEnrollmentPolicyPage> page;
@@ -82,13 +69,11 @@ TEST_F(EnrollmentPage, StoresTheComplementOfTheTickedCredentials) {
     const char* name;
     std::vector<const char16_t*> stored;
     UINT state;
-    std::vector<int> ticks;
     std::string after;
   } rows[] = {
-      {"enabled with nothing ticked disables every credential", {}, IDC_ENABLED, {}, " 0xFFFFFFFFFFFFFFFF"},
-      {"ticking Password and Smart card", {}, IDC_ENABLED, {0, 2}, " 0xFFFFFFFFFFFFFFFA"},
-      {"not configured removes the value", {u"FFFFFFFFFFFFFFFA"}, IDC_NOT_CONFIGURED, {}, "absent"},
-      {"disabled stores no mask", {u"FFFFFFFFFFFFFFFA"}, IDC_DISABLED, {}, "no combination"},
+      {"enabled with nothing ticked disables every credential", {}, IDC_ENABLED, " 0xFFFFFFFFFFFFFFFF"},
+      {"not configured removes the value", {u"FFFFFFFFFFFFFFFA"}, IDC_NOT_CONFIGURED, "absent"},
+      {"disabled stores no mask", {u"FFFFFFFFFFFFFFFA"}, IDC_DISABLED, "no combination"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -96,39 +81,26 @@ TEST_F(EnrollmentPage, StoresTheComplementOfTheTickedCredentials) {
     if (!row.stored.empty()) Store(vx::policy::GPO_DisableCredentials, row.stored);
     CEnrollmentPolicyPage& opened = Open();
     opened.OnStateRadio(row.state);
-    for (int tick : row.ticks) view.SetTicked(tick, true);
     EXPECT_TRUE(opened.IsModified());
     EXPECT_TRUE(opened.OnApply());
-    EXPECT_EQ(row.after, Disabled());
+    EXPECT_EQ(row.after, Stored(vx::policy::GPO_DisableCredentials));
     EXPECT_FALSE(view.modified);
     EXPECT_EQ((Strings{"console notified", "broadcast 4 0"}), view.log);
     EXPECT_TRUE(boxes.shown.empty());
   }
 }
 
-TEST_F(EnrollmentPage, TicksShowWhatStaysAllowedAndUnknownCredentialsSurviveASave) {
-  // 0x80 is no credential of this machine: allowed in the GPO, and it must stay so.
-  Store(vx::policy::GPO_DisableCredentials, {u"FFFFFFFFFFFFFF7A"});
-  CEnrollmentPolicyPage& opened = Open();
-  EXPECT_EQ(IDC_ENABLED, view.checked);
-  EXPECT_TRUE(view.controlsEnabled);
-  EXPECT_EQ((Strings{"[x] Password", "Fingerprint", "[x] Smart card", "One-time code"}), view.Shown());
-  view.SetTicked(2, false);
-  view.SetTicked(1, true);
-  EXPECT_TRUE(opened.OnApply());
-  EXPECT_EQ(" 0xFFFFFFFFFFFFFF7C", Disabled());
-  view.log.clear();
-  EXPECT_TRUE(opened.OnApply()) << "nothing changed since";
-  EXPECT_TRUE(view.log.empty()) << "no save, no broadcast";
-}
-
-TEST_F(EnrollmentPage, TicksChangeOnlyWhileEnabledAndNeverInRsopMode) {
+TEST_F(EnrollmentPage, TicksShowWhatStaysAllowedAndChangeOnlyWhileEnabledNeverInRsopMode) {
   CEnrollmentPolicyPage& opened = Open();
   EXPECT_EQ(IDC_NOT_CONFIGURED, view.checked);
+  EXPECT_TRUE(view.controlsEnabled);
   view.SetTicked(0, true);
-  EXPECT_EQ((Strings{"Password", "Fingerprint", "Smart card", "One-time code"}), view.Shown());
+  opened.OnClick({static_cast<long>(kHitOnItemLabel), 20});
+  EXPECT_EQ((Strings{"Password", "Fingerprint", "Smart card", "One-time code"}), view.rows);
   EXPECT_FALSE(opened.OnItemChanging(0, 0, kStateSelected)) << "no selection while not editable";
   EXPECT_FALSE(opened.IsModified());
+  EXPECT_TRUE(opened.OnApply());
+  EXPECT_TRUE(view.log.empty()) << "nothing changed: nothing saved, nothing broadcast";
 
   opened.OnStateRadio(IDC_ENABLED);
   EXPECT_TRUE(opened.OnItemChanging(0, 0, kStateSelected | kStateFocused));
@@ -137,12 +109,7 @@ TEST_F(EnrollmentPage, TicksChangeOnlyWhileEnabledAndNeverInRsopMode) {
   opened.OnClick({static_cast<long>(kHitOnItemStateIcon), 20});  // the box itself: the list ticks it
   opened.OnClick({static_cast<long>(kHitOnItemLabel), 40});      // the text of Smart card
   opened.OnClick({0, 20});                                       // beside the rows
-  EXPECT_EQ((Strings{"Password", "Fingerprint", "[x] Smart card", "One-time code"}), view.Shown());
-  EXPECT_EQ((std::vector<ULONGLONG>{0x4}), opened.WorkingList());
-
-  opened.OnStateRadio(IDC_DISABLED);
-  opened.OnClick({static_cast<long>(kHitOnItemLabel), 0});
-  view.SetTicked(2, false);
+  EXPECT_EQ((Strings{"Password", "Fingerprint", "[x] Smart card", "One-time code"}), view.rows);
   EXPECT_EQ((std::vector<ULONGLONG>{0x4}), opened.WorkingList());
 
   vx::rsop::MemoryRsopSession session;
@@ -150,26 +117,13 @@ TEST_F(EnrollmentPage, TicksChangeOnlyWhileEnabledAndNeverInRsopMode) {
   CEnrollmentPolicyPage& readOnly = Open(vx::rsop::CRsopDataPtr(session.Open()));
   EXPECT_EQ(IDC_ENABLED, view.checked);
   EXPECT_FALSE(view.controlsEnabled);
-  EXPECT_EQ("[x] Password", view.Shown()[0]);
   view.SetTicked(0, false);
+  EXPECT_EQ((Strings{"[x] Password", "Fingerprint", "Smart card", "One-time code"}), view.rows)
+      << "ticked as stored, and kept";
   readOnly.OnStateRadio(IDC_DISABLED);
-  EXPECT_EQ("[x] Password", view.Shown()[0]);
   EXPECT_FALSE(readOnly.IsModified());
   EXPECT_TRUE(readOnly.OnApply());
   EXPECT_TRUE(gpo.policyChanged.empty());
-}
-
-TEST_F(EnrollmentPage, WarnsOfCombinationsMadeOnlyOfDisabledCredentialsAndSavesAnyway) {
-  Store(vx::policy::kLogonPolicy, {u"0000000000000002", u"0000000000000003"});
-  Store(vx::policy::kRuntimePolicy, {u"0000000000000000", u"0000000000000012"});
-  CEnrollmentPolicyPage& opened = Open();
-  opened.OnStateRadio(IDC_ENABLED);
-  view.SetTicked(0, true);
-  view.SetTicked(2, true);
-  EXPECT_TRUE(opened.OnApply());
-  EXPECT_EQ(UINT{MB_ICONWARNING}, boxes.shown.at(0).type);
-  EXPECT_EQ((Strings{"#19[logon policy|Fingerprint]", "#19[runtime policy|Fingerprint+One-time code]"}), Boxes());
-  EXPECT_EQ(" 0xFFFFFFFFFFFFFFFA", Disabled());
 }
 
 TEST_F(EnrollmentPage, FailedSaveIsShownAndKeepsThePageModified) {

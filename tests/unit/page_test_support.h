@@ -14,10 +14,10 @@
 #include "pages/auth_policy_page.h"
 #include "platform/format.h"
 #include "platform/memory/fakes.h"
-#include "platform/memory/memory_registry.h"
 #include "platform/text.h"
 #include "plugins/memory_plugins.h"
 #include "policy/memory_gpo_information.h"
+#include "shared_fixtures.h"
 #include "support/error_text.h"
 
 namespace vxtest {
@@ -40,11 +40,11 @@ class RecordingAddView final : public vx::pages::IAuthPolicyAddView {
   HWND Owner() override { return nullptr; }
   int AddIcon(UINT id) override { return static_cast<int>(id); }
   int AddTokenIcon(const vx::pages::PageToken& token) override { return 1000 + static_cast<int>(token.mask); }
-  void SetTitle(const std::u16string& text) override { title = Narrow(text); }
+  void SetTitle(const std::u16string&) override {}
   void ShowRoleChoice(bool visible) override { roleChoice = visible; }
   void SetRoles(const std::vector<ComboItem>& items, int) override { roles = Texts(items); }
-  void SetRoleLabel(const std::u16string& text) override { roleLabel = Narrow(text); }
-  void SetPrompt(const std::u16string& text) override { prompt = Narrow(text); }
+  void SetRoleLabel(const std::u16string&) override {}
+  void SetPrompt(const std::u16string&) override {}
   void ShowDeleteButton(bool visible) override { deleteButton = visible; }
   void EnableOk(bool enabled) override { ok = enabled; }
   void SetPrimaryItems(const std::vector<ComboItem>& items, int) override { primary = Texts(items); }
@@ -55,7 +55,6 @@ class RecordingAddView final : public vx::pages::IAuthPolicyAddView {
   void ShowSecondary(bool visible) override { secondaryShown = visible; }
   void End(int code) override { ended = code; }
 
-  std::string title, roleLabel, prompt;
   std::vector<std::string> roles, primary, secondary;
   int secondarySelected = -1, ended = 0;
   bool roleChoice = false, deleteButton = true, ok = false, secondaryShown = false;
@@ -76,13 +75,10 @@ class RecordingAdvancedView final : public vx::pages::IAuthPolicyAdvancedView {
     return picked.wYear != 0;
   }
   void ShowDateControls(bool visible) override { dateShown = visible; }
-  void SetTimeBases(const std::vector<ComboItem>& items, int selected) override {
-    bases = Texts(items);
-    basis = selected;
-  }
+  void SetTimeBases(const std::vector<ComboItem>&, int selected) override { basis = selected; }
   void End(int code) override { ended = code; }
 
-  std::vector<std::string> choices, bases;
+  std::vector<std::string> choices;
   int choice = -1, basis = -1, ended = 0;
   SYSTEMTIME earliest{}, picked{};
   bool dateShown = false;
@@ -98,9 +94,7 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
   void SetTitle(const std::u16string& text) override { Log("title " + Narrow(text)); }
   void SetAddLink(const std::u16string& text) override { Log("add link " + Narrow(text)); }
   void SetEnforcementLink(const std::u16string& text) override { enforcementLink = Narrow(text); }
-  void ShowEnforcementLink(bool visible) override {
-    Log(visible ? "enforcement link shown" : "enforcement link hidden");
-  }
+  void ShowEnforcementLink(bool) override {}
   std::u16string FormatDateTime(double date) override { return vx::Format(u"%d", static_cast<int>(date)); }
   void SetRedraw(bool) override {}
   bool DeleteAllRows() override {
@@ -115,7 +109,7 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
   }
   void EnableGroupView(bool) override {}
   int InsertRow(const vx::pages::ListRow& row) override {
-    rows.push_back({Narrow(row.text), "", "", row.image, row.data, -1});
+    rows.push_back({Narrow(row.text), "", "", row.image, -1, row.data});
     return static_cast<int>(rows.size()) - 1;
   }
   bool SetSubItem(int row, int sub, const std::u16string& text, int image) override {
@@ -176,9 +170,8 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
 
   struct Row {
     std::string first, joiner, second;
-    int image;
+    int image, deleteImage;
     ULONGLONG data;
-    int deleteImage;
   };
   std::vector<Row> rows;
   std::vector<std::string> log;
@@ -195,7 +188,7 @@ class RecordingPageView final : public vx::pages::IAuthPolicyPageView {
 };
 
 // A fixture with the sample credentials registered in the editor's and the dialog's plug-in lists.
-class PageFixture : public ::testing::Test {
+class PageFixture : public WithPlugins {
  protected:
   PageFixture() {
     strings.texts = {{IDS_ERROR_WITH_CODE, u"%ls (0x%08X)"},
@@ -222,14 +215,8 @@ class PageFixture : public ::testing::Test {
                                                      bool reliable = true) {
     auto token = vx::plugins::MakeFakeToken(name, name, mask, type);
     token->SetCredProperty(vx::plugins::eKELT_CRED_RELIABLE, vx::Variant::Bool(reliable));
-    const GUID clsid{
-        0xC0000000u + static_cast<std::uint32_t>(++m_registered), 0x1111, 0x2222, {0x90, 0, 0, 0, 0, 0, 0, 1}};
-    const std::u16string module = u"C:\\Plugins\\token" + vx::Widen(std::to_string(m_registered)) + u".dll";
-    for (const char16_t* list : {vx::plugins::kGpoEditorTokensSubkey, vx::plugins::kTokensSubkey})
-      EXPECT_EQ(ERROR_SUCCESS,
-                vx::plugins::WriteRegistration(registry, list, vx::plugins::GuidToString(clsid), module));
-    factory.Register(module, clsid, token);
-    return token;
+    WithPlugins::Register(token, vx::plugins::kTokensSubkey);
+    return WithPlugins::Register(token);
   }
   vx::pages::TokenCatalogue Catalogue(DWORD filter) {
     vx::plugins::UITokens tokens(registry, factory, vx::plugins::kGpoEditorTokensSubkey, filter);
@@ -246,12 +233,6 @@ class PageFixture : public ::testing::Test {
 
   vx::platform::FakeStringTable strings;
   vx::platform::RecordingMessageBox boxes;
-  vx::platform::MemoryRegistry registry;
-  vx::plugins::FakeElementFactory factory;
-  vx::platform::FakeClock clock;
-
- private:
-  int m_registered = 0;
 };
 
 // The editor's GPO as a policy item's data object gives it, or the failure set.
